@@ -1,0 +1,121 @@
+#include "sim/fields.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+
+namespace sim {
+namespace {
+
+constexpr std::size_t kMaxText = 10239;
+
+/// The number of single-character changes between two words.
+std::size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t above = row[j];
+      row[j] = std::min({above + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0U : 1U)});
+      diagonal = above;
+    }
+  }
+  return row.back();
+}
+
+std::string quote(std::string_view text) {
+  constexpr std::size_t kShown = 60;
+  std::string quoted = "'";
+  for (const char c : text.substr(0, kShown)) {
+    quoted += c >= 0x20 && c < 0x7f ? c : '?';
+  }
+  return quoted + (text.size() > kShown ? "...'" : "'");
+}
+
+}  // namespace
+
+const Node& require(const Node& node, JsonType type) {
+  if (node.type != type) {
+    node.refuse("expected " + std::string(describe(type)) + ", found " +
+                std::string(describe(node.type)));
+  }
+  return node;
+}
+
+const std::string& textOf(const Node& node) {
+  const std::string& text = require(node, JsonType::string).text;
+  if (text.empty()) node.refuse("the text is empty");
+  if (text.size() > kMaxText) node.refuse("the text is longer than 10239 bytes");
+  const bool printable =
+      std::ranges::all_of(text, [](char c) { return (c & 0xe0) != 0 && c != 0x7f; });
+  if (!printable) node.refuse("the text holds a control character");
+  return text;
+}
+
+std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high) {
+  const std::string& text = require(node, JsonType::number).text;
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool whole = end == text.data() + text.size();
+  if (!whole) node.refuse("expected a whole number, found " + text);
+  if (error != std::errc() || value < low || value > high) {
+    node.refuse(text + " is not in " + std::to_string(low) + ".." + std::to_string(high));
+  }
+  return value;
+}
+
+Decimal decimalOf(const Node& node) {
+  const std::string& text = require(node, JsonType::number).text;
+  const std::optional<Decimal> value = parseDecimal(text);
+  if (!value) {
+    node.refuse(text + " is not a plain number of at most 13 digits and 6 more after the point");
+  }
+  return *value;
+}
+
+bool truthOf(const Node& node) { return require(node, JsonType::boolean).truth; }
+
+std::size_t wordOf(const Node& node, std::span<const std::string_view> words,
+                   std::string_view what) {
+  const std::string& text = require(node, JsonType::string).text;
+  const auto found = std::ranges::find(words, text);
+  if (found == words.end()) {
+    node.refuse(quote(text) + " is not " + std::string(what) + suggestion(text, words));
+  }
+  return static_cast<std::size_t>(found - words.begin());
+}
+
+std::string suggestion(std::string_view typed, std::span<const std::string_view> words) {
+  constexpr std::size_t kLongest = 200;
+  if (typed.size() > kLongest) return "";
+  std::string_view nearest;
+  std::size_t fewest = std::max<std::size_t>(typed.size() / 2, 2) + 1;
+  for (const std::string_view word : words) {
+    if (const std::size_t changes = distance(typed, word); changes < fewest) {
+      fewest = changes;
+      nearest = word;
+    }
+  }
+  return nearest.empty() ? "" : "; did you mean " + quote(nearest) + "?";
+}
+
+const Node& requireObject(const Node& node, std::span<const std::string_view> known) {
+  require(node, JsonType::object);
+  for (std::size_t i = 0; i < node.keys.size(); ++i) {
+    const std::string& key = node.keys[i];
+    if (std::ranges::find(known, key) == known.end()) {
+      node.items[i].refuse("unknown key " + quote(key) + suggestion(key, known));
+    }
+  }
+  return node;
+}
+
+const Node& requireMember(const Node& object, std::string_view key) {
+  const Node* member = object.find(key);
+  if (member == nullptr) object.refuse("the key '" + std::string(key) + "' is missing");
+  return *member;
+}
+
+}  // namespace sim

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/decimal.h"
+#include "sim/json_file.h"
+
+namespace sim {
+
+/// Typed reading of the nodes of a file. Every function throws `FileError`, naming the place, when
+/// the node is of another type or out of range.
+
+/// Refuses a node that is not of that type.
+const Node& require(const Node& node, JsonType type);
+
+/// A string of 1 to 10239 printable characters; `require` alone admits the empty string.
+const std::string& textOf(const Node& node);
+
+/// A whole number in [low, high].
+std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high);
+
+/// A number with at most six digits after the point.
+Decimal decimalOf(const Node& node);
+
+bool truthOf(const Node& node);
+
+/// The position of a string in a list of words; refused with a suggestion otherwise.
+std::size_t wordOf(const Node& node, std::span<const std::string_view> words,
+                   std::string_view what);
+
+/// The known word nearest to a mistyped one, as "; did you mean 'gpu'?", or nothing when no word is
+/// near.
+std::string suggestion(std::string_view typed, std::span<const std::string_view> words);
+
+/// Refuses a node that is not an object, and any member that is not in `known`.
+const Node& requireObject(const Node& node, std::span<const std::string_view> known);
+
+/// The member of that name; refuses an object without it.
+const Node& requireMember(const Node& object, std::string_view key);
+
+}  // namespace sim

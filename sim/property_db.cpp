@@ -1,0 +1,203 @@
+#include "sim/property_db.h"
+
+#include <algorithm>
+
+#include "sim/definition_reader.h"
+#include "sim/fields.h"
+
+namespace sim {
+namespace {
+
+constexpr std::array<std::string_view, 4> kFileKeys{"$schema", "extends", "records", "properties"};
+constexpr std::array<std::string_view, 2> kRecordKeys{"entriesPerPage", "entries"};
+constexpr std::array<std::string_view, 1> kBases{"builtin"};
+
+std::uint64_t saltOf(std::string_view name) {
+  std::uint64_t hash = 0xcbf29ce484222325U;
+  for (const char c : name) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+  }
+  return hash;
+}
+
+}  // namespace
+
+std::optional<PropertyIndex> PropertyDb::find(std::string_view name) const {
+  const auto found = byName_.find(name);
+  if (found == byName_.end()) return {};
+  return found->second;
+}
+
+/// Fills a database in three passes: names, then behaviours (which may name any property), then the
+/// order of evaluation.
+class PropertyReader : public NameTable {
+ public:
+  void collect(const Node& document) {
+    requireObject(document, kFileKeys);
+    if (const Node* records = document.find("records")) {
+      require(*records, JsonType::object);
+      for (std::size_t i = 0; i < records->items.size(); ++i) {
+        addRecord(records->keys[i], records->items[i]);
+      }
+    }
+    const Node& properties = require(requireMember(document, "properties"), JsonType::object);
+    for (std::size_t i = 0; i < properties.items.size(); ++i) {
+      addProperty(properties.keys[i], properties.items[i]);
+    }
+  }
+
+  PropertyDb finish(const Topology& topology) {
+    for (std::size_t i = 0; i < db_.records_.size(); ++i)
+      readRecord(db_.records_[i], *recordNodes_[i]);
+    for (std::size_t i = 0; i < db_.properties_.size(); ++i) {
+      readProperty(*this, db_.properties_[i], *nodes_[i]);
+      db_.properties_[i].definition.salt = saltOf(db_.properties_[i].name);
+    }
+    for (const Topology::Override& place : topology.overrides) applyOverride(place);
+    for (std::size_t i = 0; i < db_.properties_.size(); ++i) visit(static_cast<PropertyIndex>(i));
+    for (std::size_t i = 0; i < db_.properties_.size(); ++i) {
+      const auto kind = static_cast<std::size_t>(db_.properties_[i].kind);
+      db_.byKind_[kind].push_back(static_cast<PropertyIndex>(i));
+    }
+    return std::move(db_);
+  }
+
+  PropertyIndex propertyNamed(const Node& name) const override {
+    const std::string& text = textOf(name);
+    if (const auto index = db_.find(text)) return *index;
+    std::vector<std::string_view> names;
+    for (const auto& [known, index] : db_.byName_) names.emplace_back(known);
+    name.refuse("no property is named '" + text + "'" + suggestion(text, names));
+  }
+
+  std::size_t recordNamed(const Node& name) const override {
+    const std::string& text = textOf(name);
+    const auto found = std::ranges::find(db_.records_, text, &Record::name);
+    if (found == db_.records_.end()) {
+      std::vector<std::string_view> names;
+      for (const Record& record : db_.records_) names.emplace_back(record.name);
+      name.refuse("no record is named '" + text + "'" + suggestion(text, names));
+    }
+    return static_cast<std::size_t>(found - db_.records_.begin());
+  }
+
+  std::size_t pagesOf(std::size_t record) const override {
+    const Node& node = *recordNodes_[record];
+    const auto perPage =
+        static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
+    const std::size_t entries =
+        require(requireMember(node, "entries"), JsonType::array).items.size();
+    return (entries + perPage - 1) / perPage;
+  }
+
+ private:
+  // A later file's entry takes the place of an earlier one of the same name.
+  void addProperty(const std::string& name, const Node& node) {
+    const KindIndex kind = kindOf(name, node);
+    if (const auto known = db_.find(name)) {
+      nodes_[static_cast<std::size_t>(*known)] = &node;
+      return;
+    }
+    db_.byName_.emplace(name, static_cast<PropertyIndex>(db_.properties_.size()));
+    Property& property = db_.properties_.emplace_back();
+    property.name = name;
+    property.kind = kind;
+    nodes_.push_back(&node);
+  }
+
+  static KindIndex kindOf(const std::string& name, const Node& node) {
+    constexpr std::size_t kMaxName = 255;
+    if (name.empty() || name.size() > kMaxName) node.refuse("a name has 1 to 255 characters");
+    const bool plain = std::ranges::all_of(name, [](char c) { return c > 0x20 && c < 0x7f; });
+    if (!plain) node.refuse("a name holds printable characters without blanks");
+    const std::string word = name.substr(0, name.find('.'));
+    std::vector<std::string_view> words;
+    for (const Kind& kind : kKinds) words.push_back(kind.word);
+    const Node* device = node.type == JsonType::object ? node.find("device") : nullptr;
+    if (device != nullptr)
+      return static_cast<KindIndex>(sim::wordOf(*device, words, "a device kind"));
+    const auto kind = kindOfWord(word);
+    if (!kind) node.refuse("'" + word + "' is not a device kind" + suggestion(word, words));
+    return *kind;
+  }
+
+  void addRecord(const std::string& name, const Node& node) {
+    requireObject(node, kRecordKeys);
+    const auto found = std::ranges::find(db_.records_, name, &Record::name);
+    if (found != db_.records_.end()) {
+      recordNodes_[static_cast<std::size_t>(found - db_.records_.begin())] = &node;
+      return;
+    }
+    db_.records_.emplace_back().name = name;
+    recordNodes_.push_back(&node);
+  }
+
+  void readRecord(Record& record, const Node& node) {
+    record.entriesPerPage =
+        static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
+    const Node& entries = require(requireMember(node, "entries"), JsonType::array);
+    for (const Node& entry : entries.items) {
+      Definition& definition = record.entries.emplace_back(readEntry(*this, entry));
+      if (std::holds_alternative<Page>(definition.model)) entry.refuse("a record holds no pages");
+      definition.salt = saltOf(record.name + '[' + std::to_string(record.entries.size()) + ']');
+    }
+  }
+
+  void applyOverride(const Topology::Override& place) {
+    for (const auto& [name, node] : place.properties) {
+      const auto index = db_.find(name);
+      if (!index || db_.at(*index).kind != place.device.kind) {
+        node->refuse("'" + name + "' is no property of " + nameOf(place.device));
+      }
+      Property& property = db_.properties_[static_cast<std::size_t>(*index)];
+      Definition definition = readEntry(*this, *node);
+      definition.salt = property.definition.salt;
+      property.overrides.insert_or_assign(place.device.id, std::move(definition));
+    }
+  }
+
+  // Refuses a value that is computed, by whatever way, from itself.
+  void visit(PropertyIndex index) {
+    visited_.resize(db_.properties_.size(), Visit::open);
+    Visit& state = visited_[static_cast<std::size_t>(index)];
+    if (state == Visit::done) return;
+    if (state == Visit::running) {
+      nodes_[static_cast<std::size_t>(index)]->refuse("the value is computed from itself");
+    }
+    state = Visit::running;
+    const Property& property = db_.at(index);
+    visitDefinition(property.definition);
+    for (const auto& [device, definition] : property.overrides) visitDefinition(definition);
+    visited_[static_cast<std::size_t>(index)] = Visit::done;
+  }
+
+  void visitDefinition(const Definition& definition) {
+    if (const auto* combine = std::get_if<Combine>(&definition.model)) {
+      for (const PropertyIndex source : combine->sources) visit(source);
+    } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
+      visit(integral->source);
+    } else if (const auto* page = std::get_if<Page>(&definition.model)) {
+      for (const Definition& entry : db_.record(page->record).entries) visitDefinition(entry);
+    }
+  }
+
+  enum class Visit : char { open, running, done };
+
+  PropertyDb db_;
+  std::vector<const Node*> nodes_;
+  std::vector<const Node*> recordNodes_;
+  std::vector<Visit> visited_;
+};
+
+PropertyDb readProperties(const Node& document, const Topology& topology, const Node& builtin) {
+  PropertyReader reader;
+  require(document, JsonType::object);
+  if (const Node* base = document.find("extends")) {
+    wordOf(*base, kBases, "a database to extend");
+    reader.collect(builtin);
+  }
+  reader.collect(document);
+  return reader.finish(topology);
+}
+
+}  // namespace sim

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+namespace sim {
+
+/// A moment of the simulated clock, or a length of time: microseconds. The clock starts at 0 with
+/// `GPUManagerRun`.
+using Time = std::int64_t;
+
+inline constexpr Time kMillisecond = 1000;
+inline constexpr Time kSecond = 1'000'000;
+
+}  // namespace sim

@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include "sim/builtin.h"
+#include "sim/property_db.h"
+#include "sim/topology.h"
+
+namespace sim {
+namespace {
+
+template <class Read>
+std::string refusal(Read read) {
+  try {
+    read();
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+std::string jsonRefusal(std::string_view text) {
+  return refusal([&] { parseJson(text, "f.json"); });
+}
+
+std::string manifestRefusal(std::string_view text) {
+  return refusal([&] { readTopology(parseJson(text, "m.json")); });
+}
+
+std::string propertiesRefusal(std::string_view text) {
+  return refusal([&] {
+    const Topology board = readTopology(parseJson(kBuiltinManifest, "m.json"));
+    readProperties(parseJson(text, "p.json"), board, parseJson(kBuiltinProperties, "b.json"));
+  });
+}
+
+std::string propertyRefusal(const std::string& definition) {
+  return propertiesRefusal(R"({"properties": {"gpu.x": )" + definition + "}}");
+}
+
+TEST(Json, EveryValueKnowsItsPlace) {
+  const Node root =
+      parseJson("{\n  \"a\": [1, -2.50,\n  {\"b/~\":\ttrue}],\n\"c\" : \"x\\ny\" }", "f");
+  const Node& a = *root.find("a");
+  EXPECT_EQ(a.line, 2U);
+  EXPECT_EQ(a.column, 8U);
+  EXPECT_EQ(a.items[0].column, 9U);
+  EXPECT_EQ(a.items[1].column, 12U);
+  EXPECT_EQ(a.items[1].text, "-2.50");
+  const Node& b = a.items[2].items[0];
+  EXPECT_EQ(b.pointer, "/a/2/b~1~0");
+  EXPECT_EQ(b.line, 3U);
+  EXPECT_EQ(b.column, 11U);
+  EXPECT_TRUE(b.truth);
+  EXPECT_EQ(root.find("c")->line, 4U);
+  EXPECT_EQ(root.find("c")->column, 7U);
+}
+
+TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
+  EXPECT_TRUE(jsonRefusal("").starts_with("f.json:1:1: not JSON: "));
+  EXPECT_TRUE(jsonRefusal("{\"a\": 1,\n  }").starts_with("f.json:2:3: not JSON: "));
+  EXPECT_TRUE(jsonRefusal("[1, 2").starts_with("f.json:1:6: not JSON: "));
+  EXPECT_TRUE(jsonRefusal("{\"a\": tru}").starts_with("f.json:1:7: not JSON: "));
+  EXPECT_TRUE(jsonRefusal("[1] x").starts_with("f.json:1:5: not JSON: "));
+  EXPECT_TRUE(jsonRefusal("[1e999]").starts_with("f.json:1:2: not JSON: "));
+  EXPECT_EQ(jsonRefusal("{\"a\": 1, \"a\": 2}"), "f.json:1:10: /a: the key is given twice");
+  EXPECT_EQ(
+      jsonRefusal(std::string(40, '[')), "f.json:1:33: " + [] {
+        std::string pointer;
+        for (int i = 0; i < 32; ++i) pointer += "/0";
+        return pointer;
+      }() + ": nested too deeply");
+  for (const char* text : {"{", "[", "\"", "{\"a\"", "\x01", "{\"\n\": 1}", "[\"\xff\"]"}) {
+    const std::string why = jsonRefusal(text);
+    EXPECT_NE(why, "accepted");
+    EXPECT_EQ(why.find('\n'), std::string::npos) << why;
+  }
+}
+
+TEST(Json, AFileThatCannotBeReadIsNamed) {
+  EXPECT_EQ(refusal([] { readJsonFile("/nowhere/x.json"); }),
+            "/nowhere/x.json: cannot be opened: No such file or directory");
+  EXPECT_EQ(refusal([] { readJsonFile("/"); }), "/: cannot be read: Is a directory");
+}
+
+TEST(Manifest, RefusalsNameThePlaceAndTheReason) {
+  EXPECT_EQ(manifestRefusal("[]"), "m.json:1:1: expected an object, found an array");
+  EXPECT_EQ(manifestRefusal(R"({"devices": {}})"), "m.json:1:1: the key 'board' is missing");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b"})"), "m.json:1:1: the key 'devices' is missing");
+  EXPECT_EQ(manifestRefusal(R"({"board": 3, "devices": {}})"),
+            "m.json:1:11: /board: expected a string, found a number");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": 256}})"),
+            "m.json:1:35: /devices/gpu: 256 is not in 0..255");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": -1}})"),
+            "m.json:1:35: /devices/gpu: -1 is not in 0..255");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": 1.0}})"),
+            "m.json:1:35: /devices/gpu: expected a whole number, found 1.0");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpus": 8}})"),
+            "m.json:1:36: /devices/gpus: unknown key 'gpus'; did you mean 'gpu'?");
+  EXPECT_EQ(manifestRefusal(R"({"board": "b", "device": {}})"),
+            "m.json:1:26: /device: unknown key 'device'; did you mean 'devices'?");
+  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":1},"overrides":{"gpu1":{}}})"),
+            "m.json:1:54: /overrides/gpu1: the board has no gpu1");
+  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":0}})"), "accepted");
+  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":255}})"), "accepted");
+}
+
+TEST(Properties, RefusalsNameThePlaceAndTheReason) {
+  EXPECT_EQ(propertiesRefusal("{}"), "p.json:1:1: the key 'properties' is missing");
+  EXPECT_EQ(propertiesRefusal(R"({"properties": {"gpux.a": 1}})"),
+            "p.json:1:27: /properties/gpux.a: 'gpux' is not a device kind; did you mean 'gpu'?");
+  EXPECT_EQ(propertiesRefusal(R"({"extends": "builtn", "properties": {}})"),
+            "p.json:1:13: /extends: 'builtn' is not a database to extend; did you mean 'builtin'?");
+  const std::string at = "p.json:1:26: /properties/gpu.x: ";
+  EXPECT_EQ(propertyRefusal("true"), at + "expected a number, found true or false");
+  EXPECT_EQ(propertyRefusal("1e3"), at + "1e3 is not a plain number of at most 13 digits and 6 "
+                                         "more after the point");
+  EXPECT_EQ(propertyRefusal(R"({"unit": "W"})"),
+            at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
+                 "missing");
+  EXPECT_EQ(propertyRefusal(R"({"value": 1, "counter": 1})"),
+            at + "'value' and 'counter' exclude each other");
+  EXPECT_EQ(propertyRefusal(R"({"value": 1, "perSecond": 1})"),
+            "p.json:1:52: /properties/gpu.x/perSecond: 'perSecond' does not go with 'value'");
+  EXPECT_EQ(propertyRefusal(R"({"walk": [5, 1]})"),
+            "p.json:1:35: /properties/gpu.x/walk: the lowest number comes first");
+  EXPECT_EQ(propertyRefusal(R"({"walc": [1, 5]})"),
+            "p.json:1:35: /properties/gpu.x/walc: unknown key 'walc'; did you mean 'walk'?");
+  EXPECT_EQ(propertyRefusal(R"({"sum": "gpu.y"})"),
+            "p.json:1:34: /properties/gpu.x/sum: no property is named 'gpu.y'; did you mean "
+            "'gpu.x'?");
+  EXPECT_EQ(propertyRefusal(R"({"sum": "gpu.x"})"), at + "the value is computed from itself");
+  EXPECT_EQ(propertyRefusal(R"({"serial": "abc"})"),
+            "p.json:1:37: /properties/gpu.x/serial: a serial needs a run of '#' for its number");
+  EXPECT_EQ(propertyRefusal(R"({"page": 1, "of": "r"})"),
+            "p.json:1:44: /properties/gpu.x/of: no record is named 'r'");
+  EXPECT_EQ(propertyRefusal(R"({"value": "t", "access": "rw"})"),
+            "p.json:1:51: /properties/gpu.x/access: only numbers of the forms value, counter and "
+            "walk can be written or cleared");
+  EXPECT_EQ(propertyRefusal(R"({"value": 1, "access": "rx"})"),
+            "p.json:1:49: /properties/gpu.x/access: expected letters of 'rwc', each at most once");
+  EXPECT_EQ(propertyRefusal(R"({"value": 1, "hex": 4, "precision": 1})"),
+            at + "'precision', 'hex' and 'names' exclude each other");
+}
+
+}  // namespace
+}  // namespace sim
