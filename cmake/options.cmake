@@ -10,7 +10,7 @@ target_compile_options(boardctl_options INTERFACE
   # Source paths in log lines, and so the built files, do not depend on where the tree lies.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
-  -Wcast-align -Wformat=2 -Wundef -Woverloaded-virtual -Wextra-semi -Wdouble-promotion
+  -Wcast-align -Wformat=2 -Wno-format-y2k -Wundef -Woverloaded-virtual -Wextra-semi -Wdouble-promotion
   -Wmissing-declarations -Wimplicit-fallthrough
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op>)
 target_include_directories(boardctl_options INTERFACE ${PROJECT_SOURCE_DIR})

@@ -5,8 +5,8 @@
 #include "devmgr/api.h"
 
 /// Requests over the TESSEL post-box of a GPU, a link switch (KORSwitch) or the FPGA. They are made
-/// between `GPUManagerRun` and `GPUManagerStop`, from the main thread only, and return 0 for success
-/// and a library error code otherwise.
+/// between `GPUManagerRun` and `GPUManagerStop`, from the main thread only, and return 0 for
+/// success and a library error code otherwise.
 ///
 /// Device ids are 0-based within their kind and passed as the operator typed them. Data words carry
 /// bytes in little-endian order: byte i is in bits 8*(i mod 4) of word i/4. `flag` is passed as

@@ -1,0 +1,79 @@
+#include "cli/usage.h"
+
+#include <cstdio>
+
+#include "cli/handlers.h"
+#include "cli/registry.h"
+
+namespace boardctl {
+namespace {
+
+std::string optionLabel(const OptionSpec& entry) {
+  std::string label = entry.name;
+  if (!entry.longName.empty()) label.append(", ").append(entry.longName);
+  if (entry.argKind != ArgKind::none) label.append(" ").append(entry.hint);
+  return label;
+}
+
+}  // namespace
+
+std::string formatOptionTable(const std::vector<OptionSpec>& registry, std::uint32_t indent,
+                              std::uint32_t width) {
+  const std::string newLine = "\n" + std::string(indent, ' ');
+  const std::uint32_t columns = width > indent ? width - indent : 0;
+  std::string table;
+  for (const OptionSpec& entry : registry) {
+    const std::string label = optionLabel(entry);
+    table += label;
+    if (label.size() >= indent) {
+      table += newLine;
+    } else {
+      table.append(indent - label.size(), ' ');
+    }
+    std::uint32_t column = 0;
+    for (std::size_t i = 0; i < entry.help.size(); ++i) {
+      if (entry.help[i] == '\n') {
+        table += newLine;
+        column = 0;
+        continue;
+      }
+      table += entry.help[i];
+      if (i + 1 == entry.help.size() || entry.help[i + 1] == '\n') continue;
+      ++column;
+      if (column == columns) {
+        table += newLine;
+        column = 0;
+      }
+    }
+    table += "\n\n";
+  }
+  return table;
+}
+
+std::int32_t printUsage(std::vector<std::string> /*words*/) {
+  const std::string text =
+      "A Tool for OOB Device Information via Valdor FW OOB Module, ver = " BOARDCTL_VERSION
+      "\n"
+      "<usage>\n"
+      "  ./boardctl [options] <cmd>\n"
+      "\n"
+      "options & cmds:\n" +
+      formatOptionTable(optionRegistry, kUsageIndent, kUsageWidth) +
+      "\n"
+      "examples:\n"
+      "1. List all supported OOB Device properties,\n"
+      "   $ ./boardctl -m oob_manifest.json -t oob_properties.json list all\n"
+      "2. Get GPU 0 Part Number from Snapshot,\n"
+      "   $ ./boardctl -m oob_manifest.json -t oob_properties.json get gpu 0 "
+      "gpu.inventory.gpuPartNumber 0\n"
+      "3. Set GPU 0 Firmware W/P Mode to enable,\n"
+      "   $ ./boardctl -m oob_manifest.json -t oob_properties.json set 0 "
+      "gpu.firmware.writeProtectMode 1\n"
+      "4. Enter shell mode,\n"
+      "   $ ./boardctl -m oob_manifest.json -t oob_properties.json shell\n"
+      "\n";
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return 0;
+}
+
+}  // namespace boardctl

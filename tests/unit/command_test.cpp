@@ -1,0 +1,17 @@
+#include "tests/unit/command_test.h"
+
+#include <fstream>
+#include <regex>
+
+std::vector<std::string> CommandTest::logLines() {
+  static const std::regex stamp(R"(\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]([OPEWDI].*))");
+  logger.output.flush();
+  std::vector<std::string> lines;
+  std::ifstream file(logFile_);
+  for (std::string line; std::getline(file, line);) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_match(line, match, stamp)) << line;
+    lines.push_back(match[1]);
+  }
+  return lines;
+}

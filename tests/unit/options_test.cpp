@@ -1,0 +1,84 @@
+#include <sys/stat.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "cli/handlers.h"
+#include "tests/unit/command_test.h"
+
+namespace boardctl {
+namespace {
+
+class OptionsTest : public CommandTest {
+ protected:
+  static std::string message(std::int32_t (*handler)(Words), const std::string& word) {
+    try {
+      handler({word});
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+    return "no error";
+  }
+};
+
+struct FileOption {
+  std::int32_t (*handler)(Words);
+  std::string* setting;
+};
+const FileOption kFileOptions[] = {{setManifestFile, &manifestFile},
+                                   {setProfileFile, &profileFile},
+                                   {setPropertiesFile, &propertiesFile}};
+
+TEST_F(OptionsTest, AFileOptionKeepsTheNameAsTyped) {
+  const std::string name = testing::TempDir() + "an odd%name\n";
+  std::ofstream(name) << "anything";
+  for (const FileOption& option : kFileOptions) {
+    EXPECT_EQ(option.handler({name}), 0);
+    EXPECT_EQ(*option.setting, name);
+  }
+  EXPECT_TRUE(library().calls.empty());
+}
+
+TEST_F(OptionsTest, AFileOptionRefusesAFileThatDoesNotOpenAndKeepsTheOldName) {
+  for (const FileOption& option : kFileOptions) {
+    *option.setting = "before";
+    EXPECT_EQ(message(option.handler, "missing.json"), "File missing.json not exist!");
+    EXPECT_EQ(message(option.handler, ""), "File  not exist!");
+    EXPECT_EQ(*option.setting, "before");
+  }
+}
+
+TEST_F(OptionsTest, LogLevelsFrom0To5GoToTheLibraryAndItsResultIsIgnored) {
+  const struct {
+    const char* word;
+    int level;
+  } rows[] = {{"0", 0}, {"5", 5}, {"3x", 3}, {" 4", 4}, {"+1", 1}, {"-0", 0}, {"0x5", 0}};
+  for (const auto& row : rows) {
+    library().calls.clear();
+    EXPECT_EQ(setLogLevel({row.word}), 0);
+    EXPECT_EQ(library().calls, Calls{"GPUSetLogLevel(" + std::to_string(row.level) + ")"});
+  }
+}
+
+TEST_F(OptionsTest, OtherLogLevelsAreRefused) {
+  for (const char* word : {"6", "-1", "2147483647", "-2147483648"}) {
+    EXPECT_EQ(message(setLogLevel, word), "Level of our range[0-5]!") << word;
+  }
+  for (const char* word : {"abc", "", "-", "2147483648", "x3"}) {
+    EXPECT_EQ(message(setLogLevel, word), "stoi") << word;
+  }
+  EXPECT_TRUE(library().calls.empty());
+}
+
+TEST_F(OptionsTest, TheLogFileGoesToTheLibraryAndItsResultIsIgnored) {
+  EXPECT_EQ(setLogFile({"/no/such/folder/log"}), 0);
+  EXPECT_EQ(library().calls, Calls{"GPUSetLogger(\"/no/such/folder/log\")"});
+}
+
+TEST_F(OptionsTest, AnEmptyLogFileNameIsRefused) {
+  EXPECT_EQ(message(setLogFile, ""), "Need a file name!");
+  EXPECT_TRUE(library().calls.empty());
+}
+
+}  // namespace
+}  // namespace boardctl

@@ -1,0 +1,154 @@
+#include <pthread.h>
+
+#include <stdexcept>
+
+#include "cli/handlers.h"
+#include "tests/unit/command_test.h"
+
+namespace boardctl {
+namespace {
+
+using namespace std::string_literals;
+
+class ShellTest : public CommandTest {
+ protected:
+  /// Runs the shell on this text, which has to end it.
+  Outcome type(std::string input) {
+    std::FILE* const file = fmemopen(input.data(), input.size(), "r");
+    std::FILE* const before = stdin;
+    stdin = file;
+    struct Restore {
+      std::FILE* before;
+      std::FILE* file;
+      ~Restore() {
+        stdin = before;
+        std::fclose(file);
+      }
+    } const restore = {before, file};
+    return run(runShell, {"ignored"});
+  }
+};
+
+std::string readCall(const std::string& name) {
+  return "DeviceGetData(0, \"" + name + "\", 0, 0, true, 10240, 0, 0)";
+}
+
+TEST_F(ShellTest, StartsOnceRunsCommandsAndStopsOnce) {
+  startupWaitMs = 6000;
+  library().names = {"gpu.a"};
+  library().listing = "gpu.a";
+  const Outcome outcome = type(
+      "get gpu 0 gpu.a\n"
+      "set 0 gpu.a 1\n"
+      "clear 0 gpu.a\n"
+      "list all\n"
+      "list\n"
+      "set_callback 0 GPUGetVendorIdV2\n"
+      "raw gpu 0 1 2 3 1 2 3 4 5 6 7 8\n"
+      "rawSyncCmd fpga 0 1 2 3 1 2 3 4 5 6 7 8\n"
+      "rawAsyncCmd korswitch 0 1 2 3 4\n"
+      "snapshot refresh_status\n"
+      "quit\n"
+      "get gpu 0 never.reached\n");
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_FALSE(shellActive);
+  EXPECT_EQ(
+      library().calls,
+      (Calls{kInit, kRun, readCall("gpu.a"), "DeviceGetSupportedProperties(0, 0)",
+             "DeviceSetData(0, \"gpu.a\", 1, 4, 0)", "DeviceGetSupportedProperties(0, 0)",
+             "DeviceClearData(0, \"gpu.a\", 0)", "DeviceGetAllSupportedProperties(true, 20480)",
+             "DeviceSetCallbackUpdateData(0, \"GPUGetVendorIdV2\", -1, \"\", \"\", -1)",
+             "TesselCmd(0, 1, 2, 3, {67305985 134678021}, {}, false)",
+             "TesselSyncCmdFpga(0, 1, 2, 3, 67305985, 134678021, 0, 0, 0, false)",
+             "TesselAsyncCmdKorswitch(0, 3, {}, 0, 0, {}, 1, false)",
+             "SnapShotRefreshStatus(false)", kStop}));
+  EXPECT_EQ(outcome.output.find(kStarting), std::string::npos);
+}
+
+TEST_F(ShellTest, TheFlagIsSetWhileTheManagerStartsAndUntilItHasStopped) {
+  std::string flags;
+  library().during = [&flags](const std::string&) { flags += shellActive ? '1' : '0'; };
+  type("quit\n");
+  EXPECT_EQ(flags, "111");
+  EXPECT_FALSE(shellActive);
+}
+
+TEST_F(ShellTest, AFailedInitEndsItAndLeavesTheFlagSet) {
+  for (const int code : {42, -1, INT32_MIN, INT32_MAX}) {
+    shellActive = false;
+    library().calls.clear();
+    library().initResult = code;
+    const Outcome outcome = type("quit\n");
+    EXPECT_EQ(outcome.result, code);
+    EXPECT_EQ(outcome.output, "GPU Manager Init failed!!\n");
+    EXPECT_EQ(library().calls, Calls{kInit});
+    EXPECT_TRUE(shellActive);
+  }
+}
+
+TEST_F(ShellTest, QuitAndExitEndItOnlyAsWholeLines) {
+  EXPECT_EQ(type("quit\n").output, "> ");
+  EXPECT_EQ(type("exit\n").output, "> ");
+  EXPECT_EQ(type("exit").output, "> ");
+  EXPECT_EQ(type("Quit\nEXIT\n quit\nquit \nexit now\nexit\r\nquit\n").output, "> > > > > > > ");
+}
+
+TEST_F(ShellTest, HelpListsItsNineWords) {
+  EXPECT_EQ(type("help\nquit\n").output,
+            "> help\nget\nset\nclear\nraw\nrawSyncCmd\nrawAsyncCmd\nset_callback\nquit\n> ");
+  EXPECT_EQ(type(" help\nhelp \nHelp\nhelp me\nquit\n").output, "> > > > > ");
+}
+
+TEST_F(ShellTest, SplitsAtSpacesOnlyAndDropsEmptyFields) {
+  EXPECT_EQ(type("   get  gpu   0    gpu.a  \nquit\n").output, "> Device[gpu0](gpu.a) value\n> ");
+  EXPECT_EQ(type("get\tgpu 0 gpu.a\nquit\n").output, "> > ");
+  EXPECT_EQ(type("get gpu 0 a\tb\nquit\n").output, "> Device[gpu0](a\tb) value\n> ");
+}
+
+TEST_F(ShellTest, IgnoresWhatItDoesNotKnow) {
+  EXPECT_EQ(type("\n   \nshell\n-h\nGet gpu 0 x\ngett\nlist\0all\n\x01\xff\nquit\n"s).output,
+            "> > > > > > > > > ");
+  EXPECT_EQ(library().calls, (Calls{kInit, kRun, kStop}));
+}
+
+TEST_F(ShellTest, IgnoresTheResultsOfCommands) {
+  library().namesResult = 31;
+  const Outcome outcome = type("set 0 gpu.a 1\nget\nquit\n");
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_TRUE(outcome.output.starts_with(
+      "> Get Properties list failed, rc = 31.\n> Missing params!\nget <deviceType>"));
+}
+
+TEST_F(ShellTest, AnErrorLeavesItWithoutAStop) {
+  EXPECT_THROW(type("get gpu x gpu.a\nquit\n"), std::invalid_argument);
+  EXPECT_EQ(output_, "> ");
+  EXPECT_EQ(library().calls, (Calls{kInit, kRun}));
+  EXPECT_TRUE(shellActive);
+}
+
+TEST_F(ShellTest, TakesALastLineWithoutANewline) {
+  EXPECT_EQ(type("snapshot refresh_status\nquit").output, "> Snapshot Refresh Status: 0\n> ");
+}
+
+TEST_F(ShellTest, TakesALongLine) {
+  const std::string name(200000, 'x');
+  EXPECT_EQ(type("get gpu 0 " + name + "\nquit\n").output,
+            "> Device[gpu0](" + name + ") value\n> ");
+}
+
+TEST_F(ShellTest, NamesItsThread) {
+  type("quit\n");
+  char name[16] = {};
+  pthread_getname_np(pthread_self(), name, sizeof name);
+  EXPECT_STREQ(name, "GPU shell");
+}
+
+TEST_F(ShellTest, ANumberAfterAFailureIsDecimalAgain) {
+  library().get = [](const std::string&, char*, int) { return -1; };
+  EXPECT_EQ(type("get gpu 31 a\nget gpu 31 b\nquit\n").output,
+            "> Device[gpu31](a) Get Failed, rc = 0xffffffff\n"
+            "> Device[gpu31](b) Get Failed, rc = 0xffffffff\n> ");
+}
+
+}  // namespace
+}  // namespace boardctl

@@ -1,0 +1,79 @@
+#include "cli/handlers.h"
+#include "devmgr/properties.h"
+#include "logging/log.h"
+#include "tools/boardctl/device_type.h"
+#include "tools/boardctl/manager.h"
+#include "tools/boardctl/output.h"
+
+namespace boardctl {
+namespace {
+
+constexpr std::string_view kUsage =
+    "get <deviceType> <deviceId> <propName> [accMode=0]\n"
+    " deviceType: gpu, korswitch, fpga, hsc, pcieretimer, pcieswitch, pciegen4sw, pcbTemp, "
+    "inletTemp, outputhsc, standbyhsc, baseboard, altPressureSensor, korlinkBridgeConn, sysvr5v, "
+    "sysvr3v3, sysvr1v8, sysvr0v9, llc_ab_mps, llc_cd_mps, moduleTemp, cpu";
+
+/// Reads one property and prints its line; returns the library's result.
+std::int32_t readProperty(const std::string& linePrefix, int deviceId, const std::string& name,
+                          int accessMode) {
+  char value[10240] = {};
+  print({linePrefix, name, ") "});
+  const std::int32_t result =
+      DeviceGetData(deviceId, name.c_str(), 0, 0, value, sizeof value, accessMode, 0);
+  if (result != 0) {
+    printHexCode("Get Failed, rc = 0x", result);
+  } else {
+    print({bufferText(value, sizeof value), "\n"});
+  }
+  return result;
+}
+
+}  // namespace
+
+std::int32_t getGpuData(std::vector<std::string> words) {
+  constexpr const char* kName = "getGpuData";
+  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, 182, kName);
+  if (words.size() < 3) {
+    printMissingWords(kUsage);
+    return -1;
+  }
+  const DeviceType deviceType = getDeviceType(words[0]);
+  const int deviceId = std::stoi(words[1]);
+  const std::string& property = words[2];
+  const int accessMode = words.size() > 3 ? std::stoi(words[3]) : 0;
+  logWrite(logger, kLogDebug,
+           "[%s:%d][%s]: devId : %d, propName : %s, accMode : %d, devType : %d.\n", __FILE__, 209,
+           kName, deviceId, property.c_str(), accessMode, deviceType);
+
+  const Manager manager;
+  if (const std::int32_t result = manager.start(kStartForGet); result != 0) return result;
+
+  std::vector<std::string> names;
+  if (property == "all") {
+    std::vector<std::string> details;
+    const std::int32_t result = DeviceGetSupportedProperties(deviceType, names, details);
+    if (result != 0) {
+      printDecimalCode("Get Properties list failed, rc = ", result, ".\n");
+      return result;
+    }
+  } else {
+    names.push_back(property);
+  }
+
+  const std::string linePrefix = "Device[" + words[0] + std::to_string(deviceId) + "](";
+  std::int32_t result = 0;
+  int failures = 0;
+  for (const std::string& name : names) {
+    result = readProperty(linePrefix, deviceId, name, accessMode);
+    if (result != 0) ++failures;
+  }
+  manager.stop();
+  if (failures != 0) {
+    logWrite(logger, kLogError, "[%s:%d][%s]: Failure count : %d.\n", __FILE__, 276, kName,
+             failures);
+  }
+  return result;
+}
+
+}  // namespace boardctl

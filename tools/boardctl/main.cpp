@@ -1,0 +1,3 @@
+#include "tools/boardctl/entry.h"
+
+int main(int argc, char** argv) { return boardctl::runTool(argc, argv); }

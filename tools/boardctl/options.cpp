@@ -1,0 +1,44 @@
+#include <fstream>
+#include <stdexcept>
+
+#include "cli/handlers.h"
+#include "devmgr/logger.h"
+#include "tools/boardctl/settings.h"
+
+namespace boardctl {
+namespace {
+
+std::int32_t keepFileName(const std::string& name, std::string& setting) {
+  if (!std::ifstream(name)) throw std::runtime_error("File " + name + " not exist!");
+  setting = name;
+  return 0;
+}
+
+}  // namespace
+
+std::int32_t setManifestFile(std::vector<std::string> words) {
+  return keepFileName(words.at(0), manifestFile);
+}
+
+std::int32_t setProfileFile(std::vector<std::string> words) {
+  return keepFileName(words.at(0), profileFile);
+}
+
+std::int32_t setPropertiesFile(std::vector<std::string> words) {
+  return keepFileName(words.at(0), propertiesFile);
+}
+
+std::int32_t setLogLevel(std::vector<std::string> words) {
+  const int level = std::stoi(words.at(0));
+  if (level < 0 || level > 5) throw std::runtime_error("Level of our range[0-5]!");
+  GPUSetLogLevel(level);
+  return 0;
+}
+
+std::int32_t setLogFile(std::vector<std::string> words) {
+  if (words.at(0).empty()) throw std::runtime_error("Need a file name!");
+  GPUSetLogger(words[0].c_str());
+  return 0;
+}
+
+}  // namespace boardctl

@@ -1,0 +1,30 @@
+#include "tools/boardctl/output.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace boardctl {
+
+void print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+void print(std::initializer_list<std::string_view> pieces) {
+  for (const std::string_view piece : pieces) print(piece);
+}
+
+void printHexCode(std::string_view prefix, std::int32_t code) {
+  print(prefix);
+  std::printf("%x\n", static_cast<unsigned>(code));
+}
+
+void printDecimalCode(std::string_view prefix, std::int32_t code, std::string_view suffix) {
+  print({prefix, std::to_string(code), suffix});
+}
+
+void printMissingWords(std::string_view usage) { print({"Missing params!\n", usage, "\n"}); }
+
+std::string_view bufferText(const char* buffer, std::size_t size) {
+  return {buffer, strnlen(buffer, size)};
+}
+
+}  // namespace boardctl

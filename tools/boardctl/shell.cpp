@@ -1,0 +1,120 @@
+#include <pthread.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "cli/handlers.h"
+#include "tools/boardctl/manager.h"
+#include "tools/boardctl/output.h"
+#include "tools/boardctl/settings.h"
+#include "tools/boardctl/shell_handlers.h"
+
+namespace boardctl {
+namespace {
+
+struct ShellCommand {
+  std::string_view word;
+  std::int32_t (*handler)(std::vector<std::string>);
+};
+
+constexpr ShellCommand kCommands[] = {
+    {"get", getGpuData},
+    {"set", setGpuData},
+    {"clear", clearGpuData},
+    {"list", listGpuProperties},
+    {"set_callback", registerCallbackApi},
+    {"raw", rawData},
+    {"rawSyncCmd", rawSyncCmdData},
+    {"rawAsyncCmd", rawAsyncCmdData},
+    {"snapshot", snapshotData},
+};
+
+constexpr std::string_view kHelp =
+    "help\nget\nset\nclear\nraw\nrawSyncCmd\nrawAsyncCmd\nset_callback\nquit\n";
+
+/// Lines of standard input. The buffer is kept from line to line.
+class LineReader {
+ public:
+  LineReader() = default;
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+  ~LineReader() { std::free(buffer_); }
+
+  /// The next line without its newline; empty at the end of input and after a read error. Valid
+  /// until the next call.
+  std::string_view next() {
+    errno = 0;
+    const ssize_t length = getline(&buffer_, &size_, stdin);
+    if (length < 0) {
+      if (errno == ENOMEM) throw std::bad_alloc();
+      return {};
+    }
+    std::string_view line(buffer_, static_cast<std::size_t>(length));
+    if (line.ends_with('\n')) line.remove_suffix(1);
+    return line;
+  }
+
+ private:
+  char* buffer_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+void prompt() {
+  print("> ");
+  // Once input has ended nobody waits at the prompt, and prompts then come without end.
+  if (std::feof(stdin) == 0 && std::ferror(stdin) == 0) std::fflush(stdout);
+}
+
+/// Fields between single spaces, empty ones dropped. Tabs stay inside words.
+std::vector<std::string> splitWords(std::string_view line) {
+  std::vector<std::string> words;
+  std::size_t begin = 0;
+  while ((begin = line.find_first_not_of(' ', begin)) != std::string_view::npos) {
+    const std::size_t end = std::min(line.find(' ', begin), line.size());
+    words.emplace_back(line.substr(begin, end - begin));
+    begin = end;
+  }
+  return words;
+}
+
+void runLine(std::string_view line) {
+  std::vector<std::string> words = splitWords(line);
+  if (words.empty()) return;
+  for (const ShellCommand& command : kCommands) {
+    if (command.word != words[0]) continue;
+    words.erase(words.begin());
+    command.handler(std::move(words));
+    return;
+  }
+}
+
+}  // namespace
+
+std::int32_t runShell(std::vector<std::string> /*words*/) {
+  const Manager manager;
+  shellActive = true;
+  pthread_setname_np(pthread_self(), "GPU shell");
+  if (const std::int32_t result = manager.start(kStartForShell); result != 0) return result;
+
+  LineReader input;
+  while (true) {
+    prompt();
+    const std::string_view line = input.next();
+    if (line == "quit" || line == "exit") break;
+    if (line == "help") {
+      print(kHelp);
+    } else {
+      runLine(line);
+    }
+  }
+  manager.stop();
+  shellActive = false;
+  return 0;
+}
+
+}  // namespace boardctl
