@@ -1,112 +1,301 @@
 #include "sim/manager.h"
 
-#include <chrono>
+#include <signal.h>
+
+#include <utility>
 
 #include "sim/builtin.h"
+#include "sim/fields.h"
 #include "sim/log.h"
 
 namespace sim {
 namespace {
 
-std::int64_t steadyNow() {
-  const auto since = std::chrono::steady_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<std::chrono::microseconds>(since).count();
+constexpr std::array<std::string_view, 3> kClockNames{"real", "scaled", "stepped"};
+
+Node readOr(const std::string& file, std::string_view builtin, const std::string& name) {
+  return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
 }
 
-Node manifestOf(const std::string& file) {
-  return file.empty() ? parseJson(kBuiltinManifest, "(built-in manifest)") : readJsonFile(file);
+/// Names the code that a function of the manager returns.
+std::string_view nameOfCode(int code) {
+  for (const CodeInfo& info : kCodes) {
+    if (info.code == code) return info.name;
+  }
+  return "a code of the profile";
 }
 
 }  // namespace
 
+void Manager::load(const std::string& manifest, const std::string& profile,
+                   const std::string& properties) {
+  const Node builtin = parseJson(kBuiltinProperties, "(built-in properties)");
+  Topology topology = readTopology(readOr(manifest, kBuiltinManifest, "(built-in manifest)"));
+  const Node document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
+  PropertyDb db = readProperties(document, topology, builtin);
+  Profile settings;
+  if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
+  if (!settings.journal.empty()) {
+    const auto mode = kClockNames[static_cast<std::size_t>(settings.clock.mode)];
+    if (!journal_.open(settings.journal, settings.seed, mode)) {
+      throw FileError(profile + ": /journal: '" + settings.journal + "' cannot be opened");
+    }
+  }
+  journal_.dropEarly();
+  clock_.emplace(settings.clock);
+  board_.emplace(std::move(topology), std::move(db), std::move(settings));
+}
+
 int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
-  if (world_) return kAlreadyRunning;
+  std::unique_lock lock(mutex_);
+  if (board_) return kAlreadyRunning;
+  int code = kOk;
+  JsonLine line;
+  line.add("at", 0).add("call", "GPUManagerInit").add("manifest", manifest);
+  line.add("profile", profile).add("properties", properties);
   try {
-    const Node builtin = parseJson(kBuiltinProperties, "(built-in properties)");
-    Topology topology = readTopology(manifestOf(manifest));
-    if (!profile.empty()) readJsonFile(profile);
-    PropertyDb db = properties.empty()
-                        ? readProperties(builtin, topology, builtin)
-                        : readProperties(readJsonFile(properties), topology, builtin);
-    world_.emplace(std::move(db), std::move(topology), 1);
+    load(manifest, profile, properties);
   } catch (const FileError& error) {
     logLine(Level::error, error.what());
-    return kFileRefused;
+    code = kFileRefused;
   }
-  return kOk;
+  if (code == kOk) {
+    Call call;
+    call.operation = Operation::init;
+    call.entry = "GPUManagerInit";
+    if (const auto hit = board_->faults().strike({Operation::init, {}, "", {}, 0})) {
+      code = undergo(*hit, call, line, lock);
+    }
+  }
+  journal_.write(line.add("code", code));
+  if (code != kOk) {
+    board_.reset();
+    journal_.close();
+  }
+  return code;
 }
 
 int Manager::run() {
-  if (!world_) return kNotInitialised;
-  if (running_) return kAlreadyRunning;
-  startedAt_ = steadyNow();
-  running_ = true;
-  return kOk;
+  const std::lock_guard lock(mutex_);
+  int code = kOk;
+  if (!board_) {
+    code = kNotInitialised;
+  } else if (running_) {
+    code = kAlreadyRunning;
+  } else {
+    clock_->start();
+    running_ = true;
+    startThread();
+  }
+  JsonLine line;
+  journal_.write(line.add("at", 0).add("call", "GPUManagerRun").add("code", code));
+  return code;
+}
+
+void Manager::startThread() {
+  threadEnded_ = false;
+  // Signals are the process's own affair: none is to be delivered to a thread it does not know.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  thread_ = std::thread([this] { deliver(); });
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 int Manager::stop() {
-  if (!world_) return kNotInitialised;
-  world_.reset();
+  std::unique_lock lock(mutex_);
+  if (!board_) return kNotInitialised;
+  if (thread_.joinable() && thread_.get_id() == std::this_thread::get_id()) return kNotSupported;
+  stopping_ = true;
+  work_.notify_all();
+  idle_.notify_all();
+  std::thread thread = std::move(thread_);
+  lock.unlock();
+  if (thread.joinable()) thread.join();
+  lock.lock();
+  reportFaults();
+  JsonLine line;
+  line.add("at", clock_->now()).add("call", "GPUManagerStop").add("code", kOk);
+  journal_.write(line);
+  journal_.close();
+  board_.reset();
+  clock_.reset();
   running_ = false;
+  stopping_ = false;
+  ++runs_;
   flushLog();
   return kOk;
 }
 
-Time Manager::now() const { return steadyNow() - startedAt_; }
-
-int Manager::find(int deviceId, const std::string& name, PropertyIndex& index) const {
-  if (!world_) return kNotInitialised;
-  if (!running_) return kNotRunning;
-  const auto found = world_->properties().find(name);
-  if (!found) return kNoSuchProperty;
-  const Device device{world_->properties().at(*found).kind, deviceId};
-  if (!world_->topology().has(device)) return kNoSuchDevice;
-  if (!world_->presentAt(device, now())) return kDeviceAbsent;
-  index = *found;
-  return kOk;
+void Manager::reportFaults() {
+  const std::vector<std::int64_t> fired = board_->faults().fired();
+  for (std::size_t i = 0; i < fired.size(); ++i) {
+    logLine(Level::warning, "fault rule " + std::to_string(i) + " fired " +
+                                std::to_string(fired[i]) + " times in all");
+    JsonLine line;
+    line.add("rule", static_cast<std::int64_t>(i)).add("fired", fired[i]);
+    if (journal_.isOpen()) journal_.write(line);
+  }
 }
 
-int Manager::get(int deviceId, const std::string& name, int accessMode, std::string& text) {
-  PropertyIndex index = 0;
-  if (const int code = find(deviceId, name, index); code != kOk) return code;
-  if (accessMode != 0 && accessMode != 1) return kBadArgument;
-  if (!world_->properties().at(index).readable) return kNotReadable;
-  text = world_->textAt(index, deviceId, now());
-  return kOk;
+void Manager::atExit() {
+  constexpr std::chrono::seconds kPatience{2};
+  std::unique_lock lock(mutex_);
+  if (!thread_.joinable()) return;
+  stopping_ = true;
+  work_.notify_all();
+  const bool own = thread_.get_id() == std::this_thread::get_id();
+  if (!own) idle_.wait_for(lock, kPatience, [this] { return threadEnded_; });
+  std::thread thread = std::move(thread_);
+  const bool ended = threadEnded_;
+  lock.unlock();
+  if (ended) {
+    thread.join();
+  } else {
+    thread.detach();
+  }
 }
 
-int Manager::set(int deviceId, const std::string& name, std::int32_t value) {
-  PropertyIndex index = 0;
-  if (const int code = find(deviceId, name, index); code != kOk) return code;
-  const Property& property = world_->properties().at(index);
-  const Micro number = value * kUnit;
-  if (!property.writable) return kNotWritable;
-  if (number < property.low || number > property.high) return kOutOfRange;
-  world_->set(index, deviceId, now(), number);
-  return kOk;
-}
-
-int Manager::clear(int deviceId, const std::string& name) {
-  PropertyIndex index = 0;
-  if (const int code = find(deviceId, name, index); code != kOk) return code;
-  if (!world_->properties().at(index).clearable) return kNotClearable;
-  world_->clear(index, deviceId, now());
-  return kOk;
-}
-
-int Manager::list(std::optional<KindIndex> kind, std::vector<std::string>& names,
-                  std::vector<std::string>& details) {
-  if (!world_) return kNotInitialised;
-  if (!running_) return kNotRunning;
-  const auto last = static_cast<KindIndex>(kKinds.size());
-  for (KindIndex k = kind.value_or(0); k < (kind ? *kind + 1 : last); ++k) {
-    for (const PropertyIndex index : world_->properties().ofKind(k)) {
-      names.push_back(world_->properties().at(index).name);
-      details.push_back(world_->properties().at(index).unit);
+void Manager::deliver() {
+  std::unique_lock lock(mutex_);
+  while (!stopping_) {
+    if (const std::optional<Update> update = board_->updates().take()) {
+      makeCall(*update, lock);
+      continue;
+    }
+    idle_.notify_all();
+    const std::optional<Time> due = clock_->stepped() ? std::nullopt : board_->nextDue();
+    if (due) {
+      work_.wait_for(lock, clock_->realTimeUntil(*due));
+      if (!stopping_) board_->advance(clock_->now());
+    } else {
+      work_.wait(lock);
     }
   }
-  return kOk;
+  threadEnded_ = true;
+  idle_.notify_all();
+}
+
+void Manager::makeCall(const Update& update, std::unique_lock<std::mutex>& lock) {
+  const Property& property = board_->world().properties().at(update.property);
+  data_info::DataInfo info;
+  info.propertyName = property.name;
+  info.apiName = update.apiName;
+  info.valueText = update.text;
+  info.unit = property.unit;
+  info.deviceType = kKinds[static_cast<std::size_t>(update.device.kind)].code;
+  info.deviceId = update.device.id;
+  info.updateCount = update.sequence;
+  if (journal_.isOpen()) {
+    JsonLine line;
+    line.add("at", update.time).add("update", update.apiName).add("device", nameOf(update.device));
+    line.add("value", update.text).add("sequence", static_cast<std::int64_t>(update.sequence));
+    journal_.write(line);
+  }
+  const auto code = static_cast<std::uint16_t>(info.deviceType << 8 | info.deviceId);
+  calling_ = true;
+  lock.unlock();
+  try {
+    (*update.callback)(code, info, update.sequence);
+  } catch (...) {
+    logLine(Level::error, "a callback for " + update.apiName + " ended with an exception");
+  }
+  lock.lock();
+  calling_ = false;
+}
+
+void Manager::drain(std::unique_lock<std::mutex>& lock) {
+  if (!running_ || !board_->updates().pending()) return;
+  work_.notify_all();
+  if (!clock_->stepped() || thread_.get_id() == std::this_thread::get_id()) return;
+  const std::int64_t run = runs_;
+  idle_.wait(lock, [&] { return !sameRun(run) || (!calling_ && !board_->updates().pending()); });
+}
+
+void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
+  const std::lock_guard lock(mutex_);
+  JsonLine line;
+  journal_.write(line.add("at", 0).add("call", entry).add("argument", argument).add("code", code));
+}
+
+int Manager::perform(Call& call, int deviceId, JsonLine& line, const Body& body) {
+  std::unique_lock lock(mutex_);
+  if (!board_) return kNotInitialised;
+  if (!running_) return kNotRunning;
+  if (stopping_) return kStopped;
+  const std::int64_t run = runs_;
+  const bool ownCallback = thread_.get_id() == std::this_thread::get_id();
+  if (!ownCallback) clock_->step();
+  const Time begin = clock_->now();
+  const int code = admit(call, deviceId, line, body, lock);
+  if (!sameRun(run)) return kStopped;
+  if (journal_.isOpen()) {
+    JsonLine whole;
+    whole.add("at", begin).add("call", call.entry).addJson("args", line.text());
+    journal_.write(whole.add("code", code).add("took", clock_->now() - begin));
+  }
+  drain(lock);
+  return code;
+}
+
+int Manager::admit(Call& call, int deviceId, JsonLine& line, const Body& body,
+                   std::unique_lock<std::mutex>& lock) {
+  const std::int64_t run = runs_;
+  board_->advance(clock_->now());
+  textFault_ = TextFault::none;
+  if (const int code = board_->resolve(call, deviceId); code != kOk) return code;
+  const std::string_view name =
+      call.property ? std::string_view(board_->world().properties().at(*call.property).name)
+                    : std::string_view();
+  const auto hit =
+      board_->faults().strike({call.operation, call.device, name, call.accessMode, clock_->now()});
+  if (hit) {
+    const int code = undergo(*hit, call, line, lock);
+    if (!sameRun(run)) return kStopped;
+    if (code != kOk) return code;
+  }
+  if (const Time latency = board_->latencyOf(call); latency > 0) {
+    clock_->pass(latency, lock);
+    if (!sameRun(run)) return kStopped;
+    board_->advance(clock_->now());
+  }
+  Time when = 0;
+  if (const int code = board_->reach(call, clock_->now(), when); code != kOk) return code;
+  return body(call, when);
+}
+
+int Manager::undergo(const Faults::Hit& hit, Call& call, JsonLine& line,
+                     std::unique_lock<std::mutex>& lock) {
+  const FaultEffect& effect = hit.effect;
+  line.add("fault", static_cast<std::int64_t>(hit.rule));
+  if (isLogged(Level::warning)) {
+    std::string text = "fault rule " + std::to_string(hit.rule) + " fired (" +
+                       std::to_string(hit.fired) + "): " + std::string(call.entry);
+    if (call.device) text += ' ' + nameOf(*call.device);
+    if (!call.name.empty()) text += ' ' + call.name;
+    if (effect.code) text += ": " + std::string(nameOfCode(*effect.code));
+    logLine(Level::warning, text);
+  }
+  const std::int64_t run = runs_;
+  if (effect.delay > 0) {
+    clock_->pass(effect.delay, lock);
+    if (!sameRun(run)) return kStopped;
+    board_->advance(clock_->now());
+  }
+  if (effect.hang) {
+    if (journal_.isOpen()) {
+      JsonLine hung;
+      journal_.write(hung.add("at", clock_->now()).add("call", call.entry).add("hang", 1));
+    }
+    flushLog();
+    idle_.wait(lock, [&] { return !sameRun(run); });
+    return kStopped;
+  }
+  board_->suffer(effect, call, clock_->now());
+  textFault_ = effect.text;
+  return effect.code.value_or(kOk);
 }
 
 }  // namespace sim

@@ -1,0 +1,75 @@
+#include "sim/journal.h"
+
+namespace sim {
+namespace {
+
+constexpr std::size_t kMaxEarly = 16;
+
+std::string quoted(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string result = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      result += '\\';
+      result += c;
+    } else if (byte < 0x20 || byte >= 0x7f) {
+      result += "\\u00";
+      result += kDigits[byte / 16];
+      result += kDigits[byte % 16];
+    } else {
+      result += c;
+    }
+  }
+  return result + '"';
+}
+
+}  // namespace
+
+JsonLine& JsonLine::addJson(std::string_view key, std::string_view json) {
+  if (!members_.empty()) members_ += ',';
+  members_ += quoted(key);
+  members_ += ':';
+  members_ += json;
+  return *this;
+}
+
+JsonLine& JsonLine::add(std::string_view key, std::int64_t number) {
+  return addJson(key, std::to_string(number));
+}
+
+JsonLine& JsonLine::add(std::string_view key, std::string_view text) {
+  return addJson(key, quoted(text));
+}
+
+JsonLine& JsonLine::add(std::string_view key, std::span<const std::uint32_t> words) {
+  std::string json = "[";
+  for (const std::uint32_t word : words) {
+    if (json.size() > 1) json += ',';
+    json += std::to_string(word);
+  }
+  return addJson(key, json + ']');
+}
+
+bool Journal::open(const std::string& file, std::uint64_t seed, std::string_view clock) {
+  stream_.open(file, std::ios::trunc);
+  if (!stream_) return false;
+  JsonLine first;
+  first.add("journal", kVersion).add("seed", static_cast<std::int64_t>(seed)).add("clock", clock);
+  stream_ << first.text() << '\n';
+  for (const std::string& line : early_) stream_ << line << '\n';
+  early_.clear();
+  stream_.flush();
+  return true;
+}
+
+void Journal::write(const JsonLine& line) {
+  if (stream_.is_open()) {
+    stream_ << line.text() << '\n';
+    stream_.flush();
+  } else if (early_.size() < kMaxEarly) {
+    early_.push_back(line.text());
+  }
+}
+
+}  // namespace sim

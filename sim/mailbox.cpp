@@ -1,0 +1,190 @@
+#include "sim/mailbox.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "sim/codes.h"
+#include "sim/random.h"
+
+namespace sim {
+namespace {
+
+enum Opcode : std::uint8_t {
+  kCapabilities = 0x01,
+  kTemperature = 0x02,
+  kPower = 0x03,
+  kScratchRead = 0x04,
+  kScratchWrite = 0x05,
+  kRegisters = 0x06,
+  kTestStart = 0x10,
+  kTestProgress = 0x11,
+  kTestCancel = 0x12,
+};
+
+constexpr std::uint32_t kVersion = 0x00010000;
+constexpr std::uint8_t kPads = 8;
+constexpr std::uint32_t kTests = 4;
+
+/// An opcode and what understands it: bits 0, 1 and 2 for GPUs, link switches and the FPGA.
+struct OpcodeRow {
+  Opcode opcode;
+  unsigned kinds;
+  bool async;
+  bool whileWorking;  ///< Answered while a long-running request is under way.
+};
+
+constexpr unsigned kAll = 0b111;
+constexpr std::array kOpcodes{
+    OpcodeRow{kCapabilities, kAll, false, true},  OpcodeRow{kTemperature, kAll, false, false},
+    OpcodeRow{kPower, 0b101, false, false},       OpcodeRow{kScratchRead, kAll, false, false},
+    OpcodeRow{kScratchWrite, kAll, false, false}, OpcodeRow{kRegisters, kAll, false, true},
+    OpcodeRow{kTestStart, 0b011, true, false},    OpcodeRow{kTestProgress, 0b011, true, true},
+    OpcodeRow{kTestCancel, 0b011, true, true},
+};
+
+/// Which property a sensor number of a kind stands for, and the scale of the register's unit.
+struct SensorRow {
+  Opcode opcode;
+  KindIndex kind;
+  std::uint8_t number;
+  std::string_view property;
+};
+
+constexpr std::array kSensors{
+    SensorRow{kTemperature, kGpu, 0, "gpu.thermal.temperature.primaryGPU.extendedPrecision"},
+    SensorRow{kTemperature, kGpu, 1, "gpu.thermal.temperature.secondaryGPU.extendedPrecision"},
+    SensorRow{kTemperature, kGpu, 2,
+              "gpu.thermal.temperature.sensorMonitorBoard.extendedPrecision"},
+    SensorRow{kTemperature, kGpu, 3,
+              "gpu.thermal.temperature.sensorMonitorMemory.extendedPrecision"},
+    SensorRow{kTemperature, kKorswitch, 0, "korswitch.thermal.temperature.extendedPrecision"},
+    SensorRow{kTemperature, kFpga, 0, "fpga.thermal.temperature.extendedPrecision"},
+    SensorRow{kPower, kGpu, 0, "gpu.power.consumption"},
+    SensorRow{kPower, kGpu, 1, "gpu.hbm.power.consumption"},
+    SensorRow{kPower, kFpga, 0, "fpga.totalhsc.power.consumption"},
+};
+
+const OpcodeRow* findOpcode(const MailboxRequest& request) {
+  const auto found = std::ranges::find_if(kOpcodes, [&](const OpcodeRow& row) {
+    return row.opcode == request.opcode && (row.kinds >> request.device.kind & 1U) != 0;
+  });
+  return found == kOpcodes.end() ? nullptr : &*found;
+}
+
+int capabilities(const MailboxRequest& request, MailboxReply& reply) {
+  if (request.arg1 != 0) return kBadRequest;
+  for (const OpcodeRow& row : kOpcodes) {
+    if ((row.kinds >> request.device.kind & 1U) != 0) reply.data |= 1U << row.opcode;
+  }
+  reply.extended = kVersion;
+  return kOk;
+}
+
+int readSensor(const World& world, const MailboxRequest& request, Time time, MailboxReply& reply) {
+  const auto row = std::ranges::find_if(kSensors, [&](const SensorRow& sensor) {
+    return sensor.opcode == request.opcode && sensor.kind == request.device.kind &&
+           sensor.number == request.arg1;
+  });
+  if (row == kSensors.end()) return kBadRequest;
+  const auto property = world.properties().find(row->property);
+  if (!property) return kNotSupported;
+  const Micro number = world.numberAt(*property, request.device.id, time);
+  // Temperatures are signed with eight binary digits after the point, power is in milliwatts.
+  const Micro scaled = multiplyClamped(number, (request.opcode == kPower ? 1000 : 256) * kUnit);
+  reply.data = static_cast<std::uint32_t>(roundToWhole(scaled));
+  return kOk;
+}
+
+}  // namespace
+
+int Mailbox::request(const World& world, const MailboxRequest& request, Time time,
+                     MailboxReply& reply) {
+  State& state = stateOf(request.device);
+  const OpcodeRow* row = findOpcode(request);
+  int code = kOk;
+  if (row == nullptr || row->async) {
+    code = kBadOpcode;
+  } else if (!row->whileWorking && working(state, time)) {
+    code = kBusy;
+  } else {
+    code = carryOut(world, request, time, state, reply);
+  }
+  reply.status = code == kOk ? kMailboxDone : code == kBusy ? kMailboxWorking : kMailboxRefused;
+  if (request.opcode != kRegisters) {
+    state.lastRequest = request.opcode | request.arg1 << 8U | request.arg2 << 16U;
+    state.lastCode = static_cast<std::uint32_t>(code);
+  }
+  return code;
+}
+
+int Mailbox::carryOut(const World& world, const MailboxRequest& request, Time time, State& state,
+                      MailboxReply& reply) {
+  if (request.arg2 != 0) return kBadRequest;
+  switch (request.opcode) {
+    case kCapabilities:
+      return capabilities(request, reply);
+    case kTemperature:
+    case kPower:
+      return readSensor(world, request, time, reply);
+    case kRegisters:
+      if (request.arg1 != 0) return kBadRequest;
+      reply.data = state.lastRequest;
+      reply.extended = state.lastCode;
+      return kOk;
+    default:
+      break;
+  }
+  if (request.arg1 >= kPads) return kBadRequest;
+  auto& pad = state.pads[request.arg1];
+  if (request.opcode == kScratchWrite) pad = {request.data, request.extended};
+  reply.data = pad[0];
+  reply.extended = pad[1];
+  return kOk;
+}
+
+int Mailbox::asyncRequest(std::uint64_t seed, const MailboxRequest& request, Time time,
+                          MailboxReply& reply) {
+  State& state = stateOf(request.device);
+  const OpcodeRow* row = findOpcode(request);
+  if (row == nullptr || !row->async) return kBadOpcode;
+  if (!row->whileWorking && working(state, time)) return kBusy;
+  switch (request.opcode) {
+    case kTestStart:
+      if (request.data >= kTests) return kBadRequest;
+      state.testing = true;
+      state.test = request.data;
+      state.testStart = time;
+      reply.status = kMailboxWorking;
+      reply.data = ++state.handle;
+      return kOk;
+    case kTestCancel:
+      state.testing = false;
+      reply.status = kMailboxIdle;
+      return kOk;
+    default:
+      return report(seed, request, time, state, reply);
+  }
+}
+
+int Mailbox::report(std::uint64_t seed, const MailboxRequest& request, Time time, State& state,
+                    MailboxReply& reply) const {
+  if (!state.testing) {
+    reply.status = kMailboxIdle;
+    return kOk;
+  }
+  if (working(state, time)) {
+    reply.status = kMailboxWorking;
+    reply.data = static_cast<std::uint32_t>((time - state.testStart) * 100 / settings_.selfTest);
+    return kOk;
+  }
+  const auto sequence = static_cast<std::uint64_t>(request.device.kind) << 8U |
+                        static_cast<std::uint64_t>(request.device.id);
+  reply.status = kMailboxDone;
+  reply.data = 100;
+  reply.words = {state.handle, state.test,
+                 static_cast<std::uint32_t>(settings_.selfTest / kMillisecond),
+                 static_cast<std::uint32_t>(draw(seed, sequence, state.handle))};
+  return kOk;
+}
+
+}  // namespace sim
