@@ -1,0 +1,35 @@
+#include <dlfcn.h>
+#include <time.h>
+
+#include <atomic>
+#include <cstdint>
+
+/// Preloaded into a program, this lets its sleeps return at once and puts its clocks forward by the
+/// time slept, so that nothing in the process can tell that it did not wait.
+
+namespace {
+
+constexpr std::int64_t kSecond = 1'000'000'000;
+std::atomic<std::int64_t> slept = 0;
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int nanosleep(const timespec* request, timespec* remaining) {
+  static_cast<void>(remaining);
+  slept += request->tv_sec * kSecond + request->tv_nsec;
+  return 0;
+}
+
+__attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* now) {
+  using Function = int(clockid_t, timespec*);
+  static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "clock_gettime"));
+  const int result = real(clock, now);
+  const std::int64_t time = now->tv_nsec + slept;
+  now->tv_sec += static_cast<time_t>(time / kSecond);
+  now->tv_nsec = static_cast<decltype(now->tv_nsec)>(time % kSecond);
+  return result;
+}
+
+}  // extern "C"
