@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "catalogue/api_property_map.h"
 #include "sim/log.h"
 
 namespace sim {
@@ -49,7 +50,11 @@ Board::Board(Topology topology, PropertyDb properties, Profile profile)
 int Board::resolve(Call& call, int deviceId) const {
   if (call.operation == Operation::list || call.operation == Operation::snapshot) return kOk;
   if (!call.device) {
-    call.property = world_.properties().find(call.name);
+    std::string_view name = call.name;
+    if (call.operation == Operation::setCallback) {
+      name = catalogue::ApiPropertyMap.find(name).value_or("");
+    }
+    call.property = world_.properties().find(name);
     if (!call.property) return kNoSuchProperty;
     call.device = Device{world_.properties().at(*call.property).kind, deviceId};
   }
@@ -62,6 +67,11 @@ Time Board::latencyOf(const Call& call) const {
   if (!touchesDevice(call)) return 0;
   return usesMailbox(call) ? mailbox_.settings().latency
                            : latency_[static_cast<std::size_t>(call.device->kind)];
+}
+
+std::optional<Time> Board::timeLimitOf(const Call& call) const {
+  if (!usesMailbox(call)) return {};
+  return mailbox_.settings().timeout;
 }
 
 int Board::reach(const Call& call, Time now, Time& when) const {

@@ -37,6 +37,9 @@ class Board {
   /// The simulated time that the transfer to the device takes.
   [[nodiscard]] Time latencyOf(const Call& call) const;
 
+  /// How long the caller waits for the device before it gives up.
+  [[nodiscard]] std::optional<Time> timeLimitOf(const Call& call) const;
+
   /// Lets everything happen that is due, in the order of time.
   void advance(Time now);
 

@@ -3,7 +3,7 @@
 namespace sim {
 namespace {
 
-constexpr std::size_t kMaxEarly = 16;
+constexpr std::size_t kMaxKept = 16;
 
 std::string quoted(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789abcdef";
@@ -57,19 +57,20 @@ bool Journal::open(const std::string& file, std::uint64_t seed, std::string_view
   JsonLine first;
   first.add("journal", kVersion).add("seed", static_cast<std::int64_t>(seed)).add("clock", clock);
   stream_ << first.text() << '\n';
-  for (const std::string& line : early_) stream_ << line << '\n';
-  early_.clear();
+  for (const std::string& line : kept_) stream_ << line << '\n';
+  kept_.clear();
   stream_.flush();
   return true;
 }
 
 void Journal::write(const JsonLine& line) {
-  if (stream_.is_open()) {
-    stream_ << line.text() << '\n';
-    stream_.flush();
-  } else if (early_.size() < kMaxEarly) {
-    early_.push_back(line.text());
-  }
+  if (!isOpen()) return;
+  stream_ << line.text() << '\n';
+  stream_.flush();
+}
+
+void Journal::keep(const JsonLine& line) {
+  if (kept_.size() < kMaxKept) kept_.push_back(line.text());
 }
 
 }  // namespace sim

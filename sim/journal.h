@@ -39,15 +39,16 @@ class Journal {
   void close() { stream_.close(); }
   [[nodiscard]] bool isOpen() const { return stream_.is_open(); }
 
-  /// Writes a line. Lines before `open` are kept for it, up to a few.
+  /// Writes a line, if the journal is open.
   void write(const JsonLine& line);
 
-  /// Forgets the lines kept.
-  void dropEarly() { early_.clear(); }
+  /// Keeps a line, one of a few, for the beginning of a journal that may be opened later.
+  void keep(const JsonLine& line);
+  void dropKept() { kept_.clear(); }
 
  private:
   std::ofstream stream_;
-  std::vector<std::string> early_;
+  std::vector<std::string> kept_;
 };
 
 }  // namespace sim

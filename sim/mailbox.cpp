@@ -111,7 +111,8 @@ int Mailbox::request(const World& world, const MailboxRequest& request, Time tim
   }
   reply.status = code == kOk ? kMailboxDone : code == kBusy ? kMailboxWorking : kMailboxRefused;
   if (request.opcode != kRegisters) {
-    state.lastRequest = request.opcode | request.arg1 << 8U | request.arg2 << 16U;
+    state.lastRequest = std::uint32_t{request.opcode} | std::uint32_t{request.arg1} << 8U |
+                        std::uint32_t{request.arg2} << 16U;
     state.lastCode = static_cast<std::uint32_t>(code);
   }
   return code;

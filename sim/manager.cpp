@@ -17,21 +17,16 @@ Node readOr(const std::string& file, std::string_view builtin, const std::string
   return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
 }
 
-/// Names the code that a function of the manager returns.
-std::string_view nameOfCode(int code) {
-  for (const CodeInfo& info : kCodes) {
-    if (info.code == code) return info.name;
-  }
-  return "a code of the profile";
-}
-
 }  // namespace
 
 void Manager::load(const std::string& manifest, const std::string& profile,
                    const std::string& properties) {
-  const Node builtin = parseJson(kBuiltinProperties, "(built-in properties)");
   Topology topology = readTopology(readOr(manifest, kBuiltinManifest, "(built-in manifest)"));
   const Node document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
+  Node builtin;
+  if (document.find("extends") != nullptr) {
+    builtin = parseJson(kBuiltinProperties, "(built-in properties)");
+  }
   PropertyDb db = readProperties(document, topology, builtin);
   Profile settings;
   if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
@@ -41,7 +36,7 @@ void Manager::load(const std::string& manifest, const std::string& profile,
       throw FileError(profile + ": /journal: '" + settings.journal + "' cannot be opened");
     }
   }
-  journal_.dropEarly();
+  journal_.dropKept();
   clock_.emplace(settings.clock);
   board_.emplace(std::move(topology), std::move(db), std::move(settings));
 }
@@ -64,8 +59,10 @@ int Manager::init(const std::string& manifest, const std::string& profile,
     Call call;
     call.operation = Operation::init;
     call.entry = "GPUManagerInit";
-    if (const auto hit = board_->faults().strike({Operation::init, {}, "", {}, 0})) {
-      code = undergo(*hit, call, line, lock);
+    if (const auto hit = board_->faults().strike(factsOf(call))) {
+      noteFault(*hit, call, line);
+      clock_->pass(hit->effect.delay, lock);
+      code = hit->effect.code.value_or(kOk);
     }
   }
   journal_.write(line.add("code", code));
@@ -136,7 +133,7 @@ void Manager::reportFaults() {
                                 std::to_string(fired[i]) + " times in all");
     JsonLine line;
     line.add("rule", static_cast<std::int64_t>(i)).add("fired", fired[i]);
-    if (journal_.isOpen()) journal_.write(line);
+    journal_.write(line);
   }
 }
 
@@ -217,7 +214,13 @@ void Manager::drain(std::unique_lock<std::mutex>& lock) {
 void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
   const std::lock_guard lock(mutex_);
   JsonLine line;
-  journal_.write(line.add("at", 0).add("call", entry).add("argument", argument).add("code", code));
+  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
+  line.add("code", code);
+  if (journal_.isOpen()) {
+    journal_.write(line);
+  } else {
+    journal_.keep(line);
+  }
 }
 
 int Manager::perform(Call& call, int deviceId, JsonLine& line, const Body& body) {
@@ -246,56 +249,53 @@ int Manager::admit(Call& call, int deviceId, JsonLine& line, const Body& body,
   board_->advance(clock_->now());
   textFault_ = TextFault::none;
   if (const int code = board_->resolve(call, deviceId); code != kOk) return code;
-  const std::string_view name =
-      call.property ? std::string_view(board_->world().properties().at(*call.property).name)
-                    : std::string_view();
-  const auto hit =
-      board_->faults().strike({call.operation, call.device, name, call.accessMode, clock_->now()});
-  if (hit) {
-    const int code = undergo(*hit, call, line, lock);
-    if (!sameRun(run)) return kStopped;
-    if (code != kOk) return code;
+  FaultEffect effect;
+  if (const auto hit = board_->faults().strike(factsOf(call))) {
+    effect = hit->effect;
+    noteFault(*hit, call, line);
   }
-  if (const Time latency = board_->latencyOf(call); latency > 0) {
-    clock_->pass(latency, lock);
+  if (effect.hang) return hang(call, lock);
+  const Time span = effect.delay + board_->latencyOf(call);
+  const std::optional<Time> limit = board_->timeLimitOf(call);
+  const bool late = limit && span > *limit;
+  if (span > 0) {
+    clock_->pass(late ? *limit : span, lock);
     if (!sameRun(run)) return kStopped;
     board_->advance(clock_->now());
   }
+  if (late) return kTimeout;
+  board_->suffer(effect, call, clock_->now());
+  if (effect.code.value_or(kOk) != kOk) return *effect.code;
+  textFault_ = effect.text;
   Time when = 0;
   if (const int code = board_->reach(call, clock_->now(), when); code != kOk) return code;
   return body(call, when);
 }
 
-int Manager::undergo(const Faults::Hit& hit, Call& call, JsonLine& line,
-                     std::unique_lock<std::mutex>& lock) {
-  const FaultEffect& effect = hit.effect;
+CallFacts Manager::factsOf(const Call& call) const {
+  CallFacts facts{call.operation, call.device, "", call.accessMode, clock_->now()};
+  if (call.property) facts.property = board_->world().properties().at(*call.property).name;
+  return facts;
+}
+
+void Manager::noteFault(const Faults::Hit& hit, const Call& call, JsonLine& line) {
   line.add("fault", static_cast<std::int64_t>(hit.rule));
-  if (isLogged(Level::warning)) {
-    std::string text = "fault rule " + std::to_string(hit.rule) + " fired (" +
-                       std::to_string(hit.fired) + "): " + std::string(call.entry);
-    if (call.device) text += ' ' + nameOf(*call.device);
-    if (!call.name.empty()) text += ' ' + call.name;
-    if (effect.code) text += ": " + std::string(nameOfCode(*effect.code));
-    logLine(Level::warning, text);
-  }
+  if (!isLogged(Level::warning)) return;
+  std::string text = "fault rule " + std::to_string(hit.rule) + " fired (" +
+                     std::to_string(hit.fired) + "): " + std::string(call.entry);
+  if (call.device) text += ' ' + nameOf(*call.device);
+  if (!call.name.empty()) text += ' ' + call.name;
+  logLine(Level::warning, text);
+}
+
+int Manager::hang(const Call& call, std::unique_lock<std::mutex>& lock) {
   const std::int64_t run = runs_;
-  if (effect.delay > 0) {
-    clock_->pass(effect.delay, lock);
-    if (!sameRun(run)) return kStopped;
-    board_->advance(clock_->now());
+  if (journal_.isOpen()) {
+    JsonLine line;
+    journal_.write(line.add("at", clock_->now()).add("call", call.entry).add("hang", 1));
   }
-  if (effect.hang) {
-    if (journal_.isOpen()) {
-      JsonLine hung;
-      journal_.write(hung.add("at", clock_->now()).add("call", call.entry).add("hang", 1));
-    }
-    flushLog();
-    idle_.wait(lock, [&] { return !sameRun(run); });
-    return kStopped;
-  }
-  board_->suffer(effect, call, clock_->now());
-  textFault_ = effect.text;
-  return effect.code.value_or(kOk);
+  idle_.wait(lock, [&] { return !sameRun(run); });
+  return kStopped;
 }
 
 }  // namespace sim

@@ -61,8 +61,9 @@ class Manager {
   int perform(Call& call, int deviceId, JsonLine& line, const Body& body);
   int admit(Call& call, int deviceId, JsonLine& line, const Body& body,
             std::unique_lock<std::mutex>& lock);
-  int undergo(const Faults::Hit& hit, Call& call, JsonLine& line,
-              std::unique_lock<std::mutex>& lock);
+  [[nodiscard]] CallFacts factsOf(const Call& call) const;
+  static void noteFault(const Faults::Hit& hit, const Call& call, JsonLine& line);
+  int hang(const Call& call, std::unique_lock<std::mutex>& lock);
   [[nodiscard]] bool sameRun(std::int64_t run) const { return run == runs_ && !stopping_; }
 
   void load(const std::string& manifest, const std::string& profile, const std::string& properties);

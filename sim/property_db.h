@@ -120,7 +120,7 @@ class PropertyDb {
   std::array<std::vector<PropertyIndex>, kKinds.size()> byKind_;
 };
 
-/// Reads a properties file and applies the manifest's overrides. `builtin` is called for the
+/// Reads a properties file and applies the manifest's overrides. `builtin` is the
 /// database that the file extends, when it says so. Throws `FileError`.
 PropertyDb readProperties(const Node& document, const Topology& topology, const Node& builtin);
 

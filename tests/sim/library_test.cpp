@@ -8,15 +8,17 @@
 #include <string>
 #include <vector>
 
+#include "devmgr/data_info.h"
 #include "devmgr/logger.h"
 #include "devmgr/manager.h"
 #include "devmgr/properties.h"
 #include "sim/codes.h"
 
-namespace {
+// Whoever holds updates defines these for itself.
+void value_type::ValueType::onChange() {}
+void data_info::DataInfo::onChange() {}
 
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
+namespace {
 
 /// A running manager on the built-in board.
 class RunningBoard : public testing::Test {
@@ -140,9 +142,11 @@ TEST_F(RunningBoard, AccessModesBeyondOneMeanNothing) {
 TEST(Library, ARefusedFileLeavesNothingBehindAndOneLine) {
   const std::string file = testing::TempDir() + "refused.json";
   std::ofstream(file) << "{\n  \"board\": \"b\",\n  \"devices\": {\"gpu\": 256}\n}\n";
-  CaptureStderr();
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(GPUManagerInit(file.c_str(), "", ""), sim::kFileRefused);
-  const std::string line = GetCapturedStderr();
+  const std::string line =
+      testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
   EXPECT_EQ(line.substr(line.find(']') + 1),
             "E" + file + ":3:22: /devices/gpu: 256 is not in 0..255\n");
   EXPECT_EQ(GPUManagerRun(0, 0), sim::kNotInitialised);

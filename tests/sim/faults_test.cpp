@@ -1,0 +1,129 @@
+#include <chrono>
+#include <thread>
+
+#include "tests/sim/board_fixture.h"
+
+namespace {
+
+class Faults : public BoardTest {
+ protected:
+  void startWith(const std::string& rules) { start("\"faults\": [" + rules + "]"); }
+};
+
+TEST_F(Faults, ACodeAlways) {
+  startWith(R"({"device": "gpu2", "code": "ioError"})");
+  EXPECT_EQ(get(2, kName), "rc = 23");
+  EXPECT_EQ(set(2, kName, 1), sim::kIoError);
+  EXPECT_EQ(DeviceClearData(2, kName, 0), sim::kIoError);
+  EXPECT_EQ(get(1, kName), "0");
+}
+
+TEST_F(Faults, ANumberMayBeAnyCode) {
+  startWith(R"({"device": "gpu0", "code": -1}, {"device": "gpu1", "code": -2147483648})");
+  EXPECT_EQ(get(0, kName), "rc = -1");
+  EXPECT_EQ(get(1, kName), "rc = -2147483648");
+}
+
+TEST_F(Faults, EveryNthTimeNTimes) {
+  startWith(R"({"every": 3, "times": 2, "code": "timeout"})");
+  std::string seen;
+  for (int i = 0; i < 12; ++i) seen += get(0, kName) == "0" ? '.' : 'x';
+  EXPECT_EQ(seen, "..x..x......");
+}
+
+TEST_F(Faults, WithAProbabilityThatTheSeedRepeats) {
+  const std::string rule = R"({"probability": 0.25, "code": "busy"})";
+  std::array<std::string, 2> seen;
+  for (std::string& run : seen) {
+    startWith(rule);
+    for (int i = 0; i < 400; ++i) run += get(0, kName) == "0" ? '.' : 'x';
+    GPUManagerStop();
+  }
+  EXPECT_EQ(seen[0], seen[1]);
+  const auto failures = std::count(seen[0].begin(), seen[0].end(), 'x');
+  EXPECT_GT(failures, 70);
+  EXPECT_LT(failures, 130);
+}
+
+TEST_F(Faults, TheFirstMatchingRuleThatFiresWins) {
+  startWith(R"({"property": "gpu.firmware.*", "times": 1, "code": 101},
+               {"property": "gpu.*", "operation": "get", "accessMode": 1, "code": 102},
+               {"device": "gpu*", "property": "*Mode", "code": 103})");
+  EXPECT_EQ(get(0, kName), "rc = 101");
+  EXPECT_EQ(get(0, kName), "rc = 103");
+  EXPECT_EQ(pass(0, kName), "rc = 102");
+  EXPECT_EQ(get(0, kPower), "300");
+  EXPECT_EQ(set(0, kName, 1), 103);
+}
+
+TEST_F(Faults, OnlyBetweenTwoMoments) {
+  startWith(R"({"fromMs": 2000, "untilMs": 4000, "code": "ioError"})");
+  EXPECT_EQ(get(0, kName), "0");
+  EXPECT_EQ(get(0, kName), "rc = 23");
+  EXPECT_EQ(get(0, kName), "rc = 23");
+  EXPECT_EQ(get(0, kName), "0");
+}
+
+TEST_F(Faults, TextsComeBackTruncatedEmptyOrWithoutAnEnd) {
+  startWith(R"({"operation": "get", "device": "gpu0", "text": "truncated"},
+               {"operation": "get", "device": "gpu1", "text": "empty"},
+               {"operation": "get", "device": "gpu2", "text": "unterminated"})");
+  EXPECT_EQ(get(0, "gpu.inventory.serialNumber"), "SN0");
+  EXPECT_EQ(get(1, "gpu.inventory.serialNumber"), "");
+  std::array<char, 32> buffer{};
+  buffer.back() = '!';
+  EXPECT_EQ(DeviceGetData(2, "gpu.inventory.serialNumber", 0, 0, buffer.data(), 31, 0, 0), 0);
+  EXPECT_EQ(std::string(buffer.data(), 32), "SN0003" + std::string(25, '#') + "!");
+}
+
+TEST_F(Faults, ADeviceFallsOffTheBusDuringAReadAndComesBack) {
+  startWith(R"({"device": "gpu1", "operation": "get", "times": 1, "dropMs": 3000})");
+  EXPECT_EQ(get(1, kName), "rc = 6");  // 1 s
+  EXPECT_EQ(set(1, kName, 1), sim::kDeviceAbsent);
+  EXPECT_EQ(get(1, kName), "rc = 6");
+  EXPECT_EQ(get(1, kName), "0");  // 4 s
+}
+
+TEST_F(Faults, ADelayLetsTimePass) {
+  start(R"("faults": [{"operation": "get", "device": "gpu0", "delayMs": 5000}],
+           "latencyMs": {"gpu": 2000})");
+  EXPECT_EQ(get(0, "gpu.sram.ecc.correctable"), "6");
+  EXPECT_EQ(pass(1, "gpu.sram.ecc.correctable"), "9") << "a pass-through read has its latency";
+  EXPECT_EQ(get(1, "gpu.sram.ecc.correctable"), "10") << "a snapshot read has none";
+}
+
+TEST_F(Faults, AHangLastsUntilTheManagerIsStopped) {
+  startWith(R"({"device": "gpu3", "hang": true})");
+  std::thread stopper([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    GPUManagerStop();
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(get(3, kName), "rc = 17");
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(90));
+  stopper.join();
+}
+
+TEST_F(Faults, TheInitialisationFails) {
+  EXPECT_EQ(init(R"("faults": [{"operation": "init", "code": "ioError", "times": 1}])"), 23);
+  EXPECT_EQ(GPUManagerRun(0, 0), sim::kNotInitialised);
+  EXPECT_EQ(get(0, kName), "rc = 1");
+  EXPECT_EQ(init(""), 0) << "the next attempt is a new one";
+}
+
+TEST_F(Faults, ListsAndPostBoxesFailToo) {
+  startWith(R"({"operation": "list", "code": 40}, {"operation": "rawSyncCmd", "code": 41},
+               {"operation": "snapshot", "code": 42}, {"operation": "set_callback", "code": 43})");
+  std::vector<std::string> names;
+  EXPECT_EQ(DeviceGetSupportedProperties(0, names, names), 40);
+  unsigned int word = 0;
+  EXPECT_EQ(TesselSyncCmdGpu(0, 1, 0, 0, 0, 0, &word, &word, &word, false), 41);
+  bool running = true;
+  EXPECT_EQ(SnapShotRefreshStatus(&running), 42);
+  EXPECT_FALSE(running);
+  EXPECT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi, [](auto...) {}, -1, "", "", -1),
+            43);
+}
+
+}  // namespace

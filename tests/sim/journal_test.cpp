@@ -1,0 +1,74 @@
+#include "tests/sim/board_fixture.h"
+
+namespace {
+
+class Journal : public BoardTest {
+ protected:
+  /// Everything that a journal can hold, in one run.
+  std::string record() {
+    const std::string file = path("journal");
+    start("\"journal\": \"" + file + R"(", "seed": 5, "latencyMs": {"gpu": 250}, "faults": [
+      {"device": "gpu1", "operation": "get", "code": "ioError"}], "timeline": [
+      {"atMs": 4000, "set": "gpu.power.consumption", "device": "gpu0", "value": 1}])");
+    get(0, "gpu.inventory.serialNumber");
+    get(1, kName, 1);
+    DeviceSetCallbackUpdateData(
+        0, kApi, [](auto...) {}, -1, "", "", -1);
+    set(0, kName, 1);
+    get(0, "gpu.\"\n\xff");
+    unsigned int word = 0;
+    std::vector<unsigned int> words;
+    TesselSyncCmdGpu(0, 1, 0, 0, 7, 8, &word, &word, &word, false);
+    TesselAsyncCmdGpu(0, 0x10, {1}, &word, &word, words, 0, false);
+    std::vector<std::string> names;
+    std::vector<std::string> details;
+    DeviceGetSupportedProperties(1, names, details);
+    refreshing();
+    GPUManagerStop();
+    std::string text = contents(file);
+    return text.substr(text.find("{\"at\":0,\"call\":\"GPUManagerRun\""));
+  }
+};
+
+TEST_F(Journal, HoldsEveryCallToTheByte) {
+  const std::string first = record();
+  EXPECT_EQ(first,
+            R"({"at":0,"call":"GPUManagerRun","code":0}
+{"at":1000000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.inventory.serialNumber","mode":0,"value":"SN0001"},"code":0,"took":0}
+{"at":2000000,"call":"DeviceGetData","args":{"device":1,"property":"gpu.firmware.writeProtectMode","mode":1,"fault":0},"code":23,"took":250000}
+{"at":3250000,"call":"DeviceSetCallbackUpdateData","args":{"device":0,"api":"GPUGetPowerConsumptionV2"},"code":0,"took":0}
+{"at":4250000,"call":"DeviceSetData","args":{"device":0,"property":"gpu.firmware.writeProtectMode","value":1},"code":0,"took":250000}
+{"at":4000000,"update":"GPUGetPowerConsumptionV2","device":"gpu0","value":"1","sequence":1}
+{"at":5500000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.\"\u000a\u00ff","mode":0},"code":3,"took":0}
+{"at":6500000,"call":"TesselSyncCmdGpu","args":{"device":0,"opcode":1,"arg1":0,"arg2":0,"data":7,"extended":8,"reply":[2,458878,65536]},"code":0,"took":0}
+{"at":7500000,"call":"TesselAsyncCmdGpu","args":{"device":0,"opcode":16,"input":[1],"reply":[1,1],"output":[]},"code":0,"took":0}
+{"at":8500000,"call":"DeviceGetSupportedProperties","args":{"kind":"korswitch","names":1},"code":0,"took":0}
+{"at":9500000,"call":"SnapShotRefreshStatus","args":{"running":0},"code":0,"took":0}
+{"rule":0,"fired":1}
+{"at":9500000,"call":"GPUManagerStop","code":0}
+)");
+  EXPECT_EQ(record(), first) << "a second run gives the same bytes";
+}
+
+TEST_F(Journal, BeginsWithItsVersionAndWhatCameBeforeTheBoard) {
+  GPUSetLogLevel(3);
+  const std::string file = path("journal");
+  ASSERT_EQ(init("\"journal\": \"" + file + "\""), 0);
+  EXPECT_TRUE(contents(file).starts_with(
+      "{\"journal\":1,\"seed\":1,\"clock\":\"stepped\"}\n"
+      "{\"at\":0,\"call\":\"GPUSetLogLevel\",\"argument\":\"3\",\"code\":0}\n"
+      "{\"at\":0,\"call\":\"GPUManagerInit\",\"manifest\":\""))
+      << "and a line is on the disk when its call returns";
+}
+
+TEST_F(Journal, AFileThatCannotBeOpenedRefusesTheProfile) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(init(R"("journal": "/nowhere/journal")"), sim::kFileRefused);
+  const std::string lines =
+      testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  EXPECT_NE(lines.find("/journal: '/nowhere/journal' cannot be opened\n"), std::string::npos)
+      << lines;
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "tests/sim/board_fixture.h"
+
+namespace {
+
+class Lifecycle : public BoardTest {
+ protected:
+  static std::ptrdiff_t entries(const char* directory) {
+    return std::distance(std::filesystem::directory_iterator(directory),
+                         std::filesystem::directory_iterator());
+  }
+  static int listen(const UpdateCallback& callback) {
+    return DeviceSetCallbackUpdateData(0, kApi, callback, -1, "", "", -1);
+  }
+};
+
+TEST_F(Lifecycle, ThreadsEndWithStop) {
+  const auto before = entries("/proc/self/task");
+  start();
+  EXPECT_EQ(entries("/proc/self/task"), before + 1);
+  EXPECT_EQ(GPUManagerStop(), 0);
+  // A joined thread may stay visible for a moment.
+  for (int i = 0; i < 100 && entries("/proc/self/task") != before; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(entries("/proc/self/task"), before);
+}
+
+TEST_F(Lifecycle, AThousandRunsLeaveNothingBehind) {
+  const auto before = entries("/proc/self/fd");
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(init("\"journal\": \"" + path("journal") + "\""), 0);
+    ASSERT_EQ(GPUManagerRun(0, 0), 0);
+    ASSERT_EQ(listen([](auto...) {}), 0);
+    ASSERT_EQ(set(0, kPower, i), 0);
+    ASSERT_EQ(GPUManagerStop(), 0);
+  }
+  EXPECT_EQ(entries("/proc/self/fd"), before);
+}
+
+TEST_F(Lifecycle, RunningTwiceIsRefused) {
+  start();
+  EXPECT_EQ(GPUManagerRun(0, 0), sim::kAlreadyRunning);
+  EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);
+}
+
+TEST_F(Lifecycle, ACallbackCannotStopTheManager) {
+  start();
+  int code = 0;
+  ASSERT_EQ(listen([&](auto...) { code = GPUManagerStop(); }), 0);
+  ASSERT_EQ(set(0, kPower, 1), 0);
+  EXPECT_EQ(code, sim::kNotSupported);
+  EXPECT_EQ(get(0, kPower), "1");
+}
+
+class LifecycleDeathTest : public Lifecycle {
+ protected:
+  void SetUp() override { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+};
+
+TEST_F(LifecycleDeathTest, TheProcessMayEndWithTheManagerRunning) {
+  EXPECT_EXIT(
+      {
+        start();
+        listen([](auto...) {});
+        set(0, kPower, 1);
+        std::exit(7);
+      },
+      testing::ExitedWithCode(7), "^$");
+}
+
+TEST_F(LifecycleDeathTest, TheProcessMayEndInRealTimeWithABusyCallback) {
+  EXPECT_EXIT(
+      {
+        const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 1}})");
+        GPUManagerInit("", profile.c_str(), "");
+        GPUManagerRun(0, 0);
+        listen([](auto...) { std::this_thread::sleep_for(std::chrono::milliseconds(5)); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::exit(8);
+      },
+      testing::ExitedWithCode(8), "^$");
+}
+
+TEST_F(LifecycleDeathTest, ACallbackMayEndTheProcess) {
+  EXPECT_EXIT(
+      {
+        start();
+        listen([](auto...) { std::_Exit(9); });
+        set(0, kPower, 1);
+      },
+      testing::ExitedWithCode(9), "^$");
+}
+
+}  // namespace

@@ -1,0 +1,129 @@
+#include <cstdio>
+#include <cstdlib>
+#include <regex>
+
+#include "tests/sim/board_fixture.h"
+
+namespace {
+
+/// Each case configures the log of a process of its own, as a process does it once.
+class LoggingDeathTest : public BoardTest {
+ protected:
+  void SetUp() override { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+
+  /// Sends the standard streams of this process to files and leaves it.
+  template <class Run>
+  static void logged(Run run) {
+    if (std::freopen(path("out").c_str(), "w", stdout) == nullptr) std::exit(1);
+    if (std::freopen(path("err").c_str(), "w", stderr) == nullptr) std::exit(1);
+    run();
+    std::exit(0);
+  }
+
+  /// The stamps of the lines replaced by "[]".
+  static std::string lines(const std::string& name) {
+    static const std::regex stamp(R"(\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\])");
+    return std::regex_replace(contents(path(name)), stamp, "[]");
+  }
+
+  int broken() { return GPUManagerInit(write("broken", "{").c_str(), "", ""); }
+  static std::string line() {
+    return "[]E" + path("broken") +
+           ":1:2: not JSON: object key - unexpected end of input; "
+           "expected string literal\n";
+  }
+};
+
+TEST_F(LoggingDeathTest, ByDefaultNothingIsOpenAndErrorsAreNotLost) {
+  EXPECT_EXIT(logged([&] {
+                if (logger.output.is_open() || logger.levelText != "3") std::exit(1);
+                broken();
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out"), "");
+  EXPECT_EQ(lines("err"), line());
+}
+
+TEST_F(LoggingDeathTest, ALevelAloneLogsToStandardOutputInOrder) {
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogLevel(5);
+                if (!logger.output.is_open()) std::exit(1);
+                std::printf("one\n");
+                logger.output << "two\n";
+                std::fputs("three\n", stdout);
+                broken();
+                std::printf("four\n");
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out"), "one\ntwo\nthree\n" + line() + "four\n");
+  EXPECT_EQ(lines("err"), "");
+}
+
+TEST_F(LoggingDeathTest, AFileTakesTheLinesWhateverTheOrder) {
+  for (const bool fileFirst : {true, false}) {
+    std::remove(path("log").c_str());
+    EXPECT_EXIT(logged([&] {
+                  if (!fileFirst) GPUSetLogLevel(4);
+                  GPUSetLogger(path("log").c_str());
+                  if (fileFirst) GPUSetLogLevel(4);
+                  logger.output << "tool\n";
+                  broken();
+                }),
+                testing::ExitedWithCode(0), "");
+    EXPECT_EQ(lines("log"), "tool\n" + line());
+    EXPECT_EQ(lines("out"), "");
+  }
+}
+
+TEST_F(LoggingDeathTest, AFileIsAppendedTo) {
+  write("log", "before\n");
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogger(path("log").c_str());
+                broken();
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("log"), "before\n" + line());
+}
+
+TEST_F(LoggingDeathTest, AFileThatCannotBeOpenedIsSaidOnce) {
+  EXPECT_EXIT(logged([&] {
+                if (GPUSetLogger("/nowhere/log") != sim::kCannotOpen) std::exit(1);
+                GPUSetLogLevel(5);
+                if (logger.output.is_open()) std::exit(1);
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("err"),
+            "[]E/nowhere/log: cannot be opened as the log file: No such file or directory\n");
+  EXPECT_EQ(lines("out"), "");
+}
+
+TEST_F(LoggingDeathTest, TheLibraryTellsWhatItDoes) {
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogLevel(4);
+                start(R"("readyMs": 1000, "snapshot": {"periodMs": 1000, "refreshMs": 900},
+                  "faults": [{"operation": "get", "code": "ioError"}], "timeline": [
+                  {"atMs": 2000, "drop": "gpu1"},
+                  {"atMs": 3000, "set": "gpu.power.consumption", "device": "gpu0", "value": 1}])");
+                wait(2);
+                get(0, kName);
+                GPUManagerStop();
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out"),
+            "[]Wslow refresh: the snapshot took 900 ms of its 1000 ms\n"
+            "[]Dtimeline: drop gpu1\n"
+            "[]Dtimeline: set gpu0 gpu.power.consumption\n"
+            "[]Wfault rule 0 fired (1): DeviceGetData gpu0 gpu.firmware.writeProtectMode\n"
+            "[]Wfault rule 0 fired 1 times in all\n");
+}
+
+TEST_F(LoggingDeathTest, LevelsFilter) {
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogLevel(1);
+                broken();
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out") + lines("err"), "");
+}
+
+}  // namespace
