@@ -87,6 +87,7 @@ void readEffect(FaultRule& rule, const Node& node) {
 }  // namespace
 
 Faults::Faults(std::vector<FaultRule> rules, std::uint64_t seed) : seed_(seed) {
+  states_.reserve(rules.size());
   for (FaultRule& rule : rules) states_.push_back({std::move(rule)});
 }
 
@@ -107,6 +108,7 @@ std::optional<Faults::Hit> Faults::strike(const CallFacts& call) {
 
 std::vector<std::int64_t> Faults::fired() const {
   std::vector<std::int64_t> counts;
+  counts.reserve(states_.size());
   for (const State& state : states_) counts.push_back(state.fired);
   return counts;
 }
