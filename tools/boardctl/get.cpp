@@ -1,3 +1,5 @@
+#include <span>
+
 #include "cli/handlers.h"
 #include "devmgr/properties.h"
 #include "logging/log.h"
@@ -15,10 +17,10 @@ constexpr std::string_view kUsage =
     "sysvr3v3, sysvr1v8, sysvr0v9, llc_ab_mps, llc_cd_mps, moduleTemp, cpu";
 
 /// Reads one property and prints its line; returns the library's result.
-std::int32_t readProperty(const std::string& linePrefix, int deviceId, const std::string& name,
+std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std::string& name,
                           int accessMode) {
   char value[10240] = {};
-  print({linePrefix, name, ") "});
+  print({"Device[", deviceWord, std::to_string(deviceId), "](", name, ") "});
   const std::int32_t result =
       DeviceGetData(deviceId, name.c_str(), 0, 0, value, sizeof value, accessMode, 0);
   if (result != 0) {
@@ -49,23 +51,22 @@ std::int32_t getGpuData(std::vector<std::string> words) {
   const Manager manager;
   if (const std::int32_t result = manager.start(kStartForGet); result != 0) return result;
 
-  std::vector<std::string> names;
+  std::vector<std::string> supported;
+  std::span<const std::string> names(&property, 1);
   if (property == "all") {
     std::vector<std::string> details;
-    const std::int32_t result = DeviceGetSupportedProperties(deviceType, names, details);
+    const std::int32_t result = DeviceGetSupportedProperties(deviceType, supported, details);
     if (result != 0) {
       printDecimalCode("Get Properties list failed, rc = ", result, ".\n");
       return result;
     }
-  } else {
-    names.push_back(property);
+    names = supported;
   }
 
-  const std::string linePrefix = "Device[" + words[0] + std::to_string(deviceId) + "](";
   std::int32_t result = 0;
   int failures = 0;
   for (const std::string& name : names) {
-    result = readProperty(linePrefix, deviceId, name, accessMode);
+    result = readProperty(words[0], deviceId, name, accessMode);
     if (result != 0) ++failures;
   }
   manager.stop();

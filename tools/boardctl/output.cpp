@@ -9,7 +9,12 @@ namespace boardctl {
 void print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 void print(std::initializer_list<std::string_view> pieces) {
-  for (const std::string_view piece : pieces) print(piece);
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) size += piece.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view piece : pieces) text += piece;
+  print(text);
 }
 
 void printHexCode(std::string_view prefix, std::int32_t code) {

@@ -70,24 +70,22 @@ void prompt() {
   if (std::feof(stdin) == 0 && std::ferror(stdin) == 0) std::fflush(stdout);
 }
 
-/// Fields between single spaces, empty ones dropped. Tabs stay inside words.
-std::vector<std::string> splitWords(std::string_view line) {
-  std::vector<std::string> words;
-  std::size_t begin = 0;
-  while ((begin = line.find_first_not_of(' ', begin)) != std::string_view::npos) {
-    const std::size_t end = std::min(line.find(' ', begin), line.size());
-    words.emplace_back(line.substr(begin, end - begin));
-    begin = end;
-  }
-  return words;
+/// Takes the next field off the front of `line`: fields lie between single spaces, empty ones are
+/// passed over. Empty at the end of the line. Tabs stay inside fields.
+std::string_view takeField(std::string_view& line) {
+  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  const std::string_view field = line.substr(0, line.find(' '));
+  line.remove_prefix(field.size());
+  return field;
 }
 
 void runLine(std::string_view line) {
-  std::vector<std::string> words = splitWords(line);
-  if (words.empty()) return;
+  const std::string_view word = takeField(line);
   for (const ShellCommand& command : kCommands) {
-    if (command.word != words[0]) continue;
-    words.erase(words.begin());
+    if (command.word != word) continue;
+    std::vector<std::string> words;
+    words.reserve(8);
+    for (std::string_view field; !(field = takeField(line)).empty();) words.emplace_back(field);
     command.handler(std::move(words));
     return;
   }

@@ -1,0 +1,95 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cli/handlers.h"
+#include "devmgr/properties.h"
+
+/// What a line of the shell costs beside a bare loop that makes the same library call and writes
+/// the same bytes, prompt by prompt, without reading or parsing anything. The two take turns; the
+/// best round of each counts.
+
+namespace {
+
+constexpr int kLines = 100'000;
+constexpr int kRounds = 7;
+constexpr const char* kProperty = "gpu.thermal.temperature.primaryGPU.extendedPrecision";
+
+void bareLoop() {
+  for (int line = 0; line < kLines; ++line) {
+    std::fputs("> ", stdout);
+    std::fflush(stdout);
+    char value[10240] = {};
+    if (DeviceGetData(0, kProperty, 0, 0, value, sizeof value, 0, 0) != 0) std::abort();
+    std::printf("Device[%s%d](%s) %s\n", "gpu", 0, kProperty, value);
+  }
+  std::fputs("> ", stdout);
+  std::fflush(stdout);
+}
+
+void shell() {
+  std::rewind(stdin);
+  boardctl::runShell({});
+  std::fflush(stdout);
+}
+
+double nanosecondsPerLine(void (*work)()) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+  return elapsed.count() / kLines;
+}
+
+/// Runs one round into a file and returns what it wrote.
+std::string output(void (*work)()) {
+  std::FILE* const file = std::tmpfile();
+  std::fflush(stdout);
+  const int before = dup(STDOUT_FILENO);
+  dup2(fileno(file), STDOUT_FILENO);
+  work();
+  dup2(before, STDOUT_FILENO);
+  close(before);
+  std::string text(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_CUR)), '\0');
+  lseek(fileno(file), 0, SEEK_SET);
+  if (read(fileno(file), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    std::abort();
+  }
+  std::fclose(file);
+  return text;
+}
+
+}  // namespace
+
+int main() {
+  std::FILE* const input = std::tmpfile();
+  for (int line = 0; line < kLines; ++line) std::fprintf(input, "get gpu 0 %s\n", kProperty);
+  std::fputs("quit\n", input);
+  std::fflush(input);
+  dup2(fileno(input), STDIN_FILENO);
+
+  if (output(shell) != output(bareLoop)) {
+    std::fputs("the shell and the bare loop write different bytes\n", stderr);
+    return 1;
+  }
+
+  std::fflush(stdout);
+  const int terminal = dup(STDOUT_FILENO);
+  dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+  double bestShell = 1e9;
+  double bestBare = 1e9;
+  for (int round = 0; round < kRounds; ++round) {
+    bestShell = std::min(bestShell, nanosecondsPerLine(shell));
+    bestBare = std::min(bestBare, nanosecondsPerLine(bareLoop));
+  }
+  dup2(terminal, STDOUT_FILENO);
+  std::printf("shell line     %7.1f ns\nbare loop line %7.1f ns\nratio          %7.2f\n", bestShell,
+              bestBare, bestShell / bestBare);
+  return 0;
+}
