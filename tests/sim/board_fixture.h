@@ -88,9 +88,9 @@ class BoardTest : public testing::Test {
     "gpu.inventory.serialNumber": {"serial": "SN####", "first": 1},
     "gpu.sram.ecc.correctable": {"counter": 0, "perSecond": 1},
     "gpu.thermal.temperature.primaryGPU.extendedPrecision": 45.5000,
-    "fpga.firmware.version": "3.0D",
+    "fpga.firmware.version": "2.4",
     "hsc.power.consumption": 500.000,
-    "korswitch.firmware.version": "96.10"}})";
+    "korswitch.firmware.version": "1.10"}})";
 
  private:
   bool started_ = false;
