@@ -39,7 +39,7 @@ void readSelection(FaultRule& rule, const Node& node, const Topology& topology) 
   }
   if (const Node* device = node.find("device")) {
     rule.device = readDevicePattern(*device, topology);
-    rule.anyDevice = false;
+    rule.anyDevice = !rule.device.kind;
   }
   if (const Node* property = node.find("property")) rule.property = textOf(*property);
   if (const Node* mode = node.find("accessMode")) {
@@ -79,7 +79,7 @@ void readEffect(FaultRule& rule, const Node& node) {
                    effect.code || effect.text != TextFault::none;
   if (!any) node.refuse("one of code, delayMs, hang, text, dropMs, storm is missing");
   if (rule.operation == Operation::init &&
-      (effect.drop || effect.storm != 0 || !rule.anyDevice || effect.hang)) {
+      (effect.drop || effect.storm != 0 || node.find("device") != nullptr || effect.hang)) {
     node.refuse("'init' concerns no device and can only fail or be late");
   }
 }
