@@ -4,13 +4,14 @@ import copy
 import json
 import os
 import pathlib
+import shlex
 import subprocess
 
 import jsonschema
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PROBE = os.environ["SIM_PROBE"]
+PROBE = [*shlex.split(os.environ.get("BOARDCTL_EMULATOR", "")), os.environ["SIM_PROBE"]]
 KINDS = ("manifest", "profile", "properties")
 EXAMPLES = sorted((ROOT / "examples").rglob("*.json"))
 
@@ -34,7 +35,7 @@ def library_codes(kind, files):
     for file in files:
         lines += [str(file) if kind == other else "" for other in KINDS]
     done = subprocess.run(
-        [PROBE], input="\n".join(lines) + "\n", capture_output=True, text=True, timeout=120, check=True
+        PROBE, input="\n".join(lines) + "\n", capture_output=True, text=True, timeout=120, check=True
     )
     return [int(code) for code in done.stdout.split()], done.stderr
 
