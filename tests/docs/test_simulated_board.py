@@ -34,8 +34,11 @@ def folder(tmp_path_factory):
     shutil.copytree(ROOT / "schemas", root / "schemas")
     program = root / "examples/boardctl"
     program.unlink(missing_ok=True)
-    emulator = os.environ.get("BOARDCTL_EMULATOR", "")
-    program.write_text(f'#!/bin/sh\nexec {emulator} {os.environ["BOARDCTL"]} "$@"\n')
+    # The library that skips the wait is one for the program, not for the shell or an emulator.
+    preload = f'LD_PRELOAD={os.environ["BOARDCTL_SKIP_WAIT"]}'
+    emulator = os.environ.get("BOARDCTL_EMULATOR")
+    start = f"{emulator} -E {preload}" if emulator else f"env {preload}"
+    program.write_text(f'#!/bin/sh\nexec {start} {os.environ["BOARDCTL"]} "$@"\n')
     program.chmod(0o755)
     return root / "examples"
 
@@ -47,7 +50,6 @@ def test_command(folder, files, command, expected):
     environment = {
         "PATH": os.environ["PATH"],
         "LC_ALL": "C",
-        "LD_PRELOAD": os.environ["BOARDCTL_SKIP_WAIT"],
         "ASAN_OPTIONS": "verify_asan_link_order=0",
     }
     done = subprocess.run(
