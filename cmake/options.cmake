@@ -15,4 +15,25 @@ target_compile_options(boardctl_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op>)
 target_include_directories(boardctl_options INTERFACE ${PROJECT_SOURCE_DIR})
 
+# Hardening, where the compiler offers it for the machine. The sanitizers do their own checking.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  include(CheckCXXCompilerFlag)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "BOARDCTL_HAS${flag}" has)
+    set(CMAKE_REQUIRED_FLAGS -Werror)
+    check_cxx_compiler_flag(${flag} ${has})
+    unset(CMAKE_REQUIRED_FLAGS)
+    if(${has})
+      target_compile_options(boardctl_options INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_compile_options(boardctl_options INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
+target_link_options(boardctl_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+
+# Code and data that nobody uses do not reach the controller.
+target_compile_options(boardctl_options INTERFACE -ffunction-sections -fdata-sections)
+target_link_options(boardctl_options INTERFACE -Wl,--gc-sections)
+
 find_package(Threads REQUIRED)

@@ -46,15 +46,14 @@ int guarded(Operation operation) noexcept {
 
 int copyText(const std::string& text, char* buffer, int size) {
   if (text.size() >= static_cast<std::size_t>(size)) return sim::kBufferTooSmall;
-  std::memcpy(buffer, text.c_str(), text.size() + 1);
+  *std::copy(text.begin(), text.end(), buffer) = '\0';
   return sim::kOk;
 }
 
 int copyReading(const sim::Reading& reading, char* buffer, int size) {
   if (!reading.unterminated) return copyText(reading.text, buffer, size);
-  std::memset(buffer, '#', static_cast<std::size_t>(size));
-  std::memcpy(buffer, reading.text.data(),
-              std::min(reading.text.size(), static_cast<std::size_t>(size)));
+  const auto kept = std::min(reading.text.size(), static_cast<std::size_t>(size));
+  std::fill(std::copy_n(reading.text.begin(), kept, buffer), buffer + size, '#');
   return sim::kOk;
 }
 

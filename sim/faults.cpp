@@ -39,7 +39,7 @@ void readSelection(FaultRule& rule, const Node& node, const Topology& topology) 
   }
   if (const Node* device = node.find("device")) {
     rule.device = readDevicePattern(*device, topology);
-    rule.anyDevice = false;
+    rule.anyDevice = !rule.device.kind;
   }
   if (const Node* property = node.find("property")) rule.property = textOf(*property);
   if (const Node* mode = node.find("accessMode")) {
@@ -79,7 +79,7 @@ void readEffect(FaultRule& rule, const Node& node) {
                    effect.code || effect.text != TextFault::none;
   if (!any) node.refuse("one of code, delayMs, hang, text, dropMs, storm is missing");
   if (rule.operation == Operation::init &&
-      (effect.drop || effect.storm != 0 || !rule.anyDevice || effect.hang)) {
+      (effect.drop || effect.storm != 0 || node.find("device") != nullptr || effect.hang)) {
     node.refuse("'init' concerns no device and can only fail or be late");
   }
 }
@@ -87,6 +87,7 @@ void readEffect(FaultRule& rule, const Node& node) {
 }  // namespace
 
 Faults::Faults(std::vector<FaultRule> rules, std::uint64_t seed) : seed_(seed) {
+  states_.reserve(rules.size());
   for (FaultRule& rule : rules) states_.push_back({std::move(rule)});
 }
 
@@ -107,6 +108,7 @@ std::optional<Faults::Hit> Faults::strike(const CallFacts& call) {
 
 std::vector<std::int64_t> Faults::fired() const {
   std::vector<std::int64_t> counts;
+  counts.reserve(states_.size());
   for (const State& state : states_) counts.push_back(state.fired);
   return counts;
 }

@@ -112,6 +112,14 @@ const Node& requireObject(const Node& node, std::span<const std::string_view> kn
   return node;
 }
 
+const Node& requireDocument(const Node& node, std::span<const std::string_view> known) {
+  requireObject(node, known);
+  for (const std::string_view key : {"$schema", "about"}) {
+    if (const Node* text = node.find(key)) textOf(*text);
+  }
+  return node;
+}
+
 const Node& requireMember(const Node& object, std::string_view key) {
   const Node* member = object.find(key);
   if (member == nullptr) object.refuse("the key '" + std::string(key) + "' is missing");

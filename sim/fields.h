@@ -39,6 +39,9 @@ std::string suggestion(std::string_view typed, std::span<const std::string_view>
 /// Refuses a node that is not an object, and any member that is not in `known`.
 const Node& requireObject(const Node& node, std::span<const std::string_view> known);
 
+/// As `requireObject`, for a whole file: "$schema" and "about" are texts for people and editors.
+const Node& requireDocument(const Node& node, std::span<const std::string_view> known);
+
 /// The member of that name; refuses an object without it.
 const Node& requireMember(const Node& object, std::string_view key);
 

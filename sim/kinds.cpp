@@ -17,6 +17,12 @@ std::optional<KindIndex> kindOfCode(int code) {
   return static_cast<KindIndex>(found - kKinds.begin());
 }
 
+std::array<std::string_view, kKinds.size()> kindWords() {
+  std::array<std::string_view, kKinds.size()> words;
+  std::ranges::transform(kKinds, words.begin(), &Kind::word);
+  return words;
+}
+
 std::string nameOf(Device device) {
   return std::string(wordOf(device.kind)) + std::to_string(device.id);
 }

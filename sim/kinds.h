@@ -57,6 +57,9 @@ inline std::string_view wordOf(KindIndex kind) {
   return kKinds[static_cast<std::size_t>(kind)].word;
 }
 
+/// The words of all kinds, in the order of `kKinds`.
+std::array<std::string_view, kKinds.size()> kindWords();
+
 /// One device of the board.
 struct Device {
   KindIndex kind = 0;

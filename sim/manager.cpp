@@ -104,6 +104,7 @@ void Manager::startThread() {
 int Manager::stop() {
   std::unique_lock lock(mutex_);
   if (!board_) return kNotInitialised;
+  if (stopping_) return kStopped;
   if (thread_.joinable() && thread_.get_id() == std::this_thread::get_id()) return kNotSupported;
   stopping_ = true;
   work_.notify_all();

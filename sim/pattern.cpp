@@ -1,7 +1,5 @@
 #include "sim/pattern.h"
 
-#include <vector>
-
 #include "sim/fields.h"
 
 namespace sim {
@@ -34,9 +32,7 @@ DevicePattern readDevicePattern(const Node& node, const Topology& topology) {
   if (text.ends_with('*')) {
     const std::string word = text.substr(0, text.size() - 1);
     if (const auto kind = kindOfWord(word)) return {kind, {}};
-    std::vector<std::string_view> words;
-    for (const Kind& kind : kKinds) words.push_back(kind.word);
-    node.refuse("'" + word + "' is not a device kind" + suggestion(word, words));
+    node.refuse("'" + word + "' is not a device kind" + suggestion(word, kindWords()));
   }
   const Device device = readDevice(node, topology);
   return {device.kind, device.id};

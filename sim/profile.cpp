@@ -1,7 +1,5 @@
 #include "sim/profile.h"
 
-#include <algorithm>
-
 #include "sim/fields.h"
 
 namespace sim {
@@ -9,9 +7,9 @@ namespace {
 
 constexpr std::int64_t kMaxMs = 3'600'000;
 
-constexpr std::array<std::string_view, 11> kKeys{"$schema",  "seed",      "clock",     "readyMs",
-                                                 "snapshot", "latencyMs", "callbacks", "mailbox",
-                                                 "journal",  "faults",    "timeline"};
+constexpr std::array<std::string_view, 12> kKeys{"about",   "$schema",  "seed",      "clock",
+                                                 "readyMs", "snapshot", "latencyMs", "callbacks",
+                                                 "mailbox", "journal",  "faults",    "timeline"};
 constexpr std::array<std::string_view, 3> kClockKeys{"mode", "rate", "stepMs"};
 constexpr std::array<std::string_view, 3> kClockModes{"real", "scaled", "stepped"};
 constexpr std::array<std::string_view, 2> kSnapshotKeys{"periodMs", "refreshMs"};
@@ -51,8 +49,7 @@ void readSnapshot(const Node& node, SnapshotSchedule& snapshot) {
 }
 
 void readLatency(const Node& node, Profile& profile) {
-  std::array<std::string_view, kKinds.size()> words;
-  std::ranges::transform(kKinds, words.begin(), &Kind::word);
+  const auto words = kindWords();
   requireObject(node, words);
   for (std::size_t i = 0; i < words.size(); ++i) readTime(node, words[i], 0, profile.latency[i]);
 }
@@ -60,7 +57,7 @@ void readLatency(const Node& node, Profile& profile) {
 }  // namespace
 
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties) {
-  requireObject(document, kKeys);
+  requireDocument(document, kKeys);
   Profile profile;
   if (const Node* seed = document.find("seed")) {
     profile.seed = static_cast<std::uint64_t>(wholeOf(*seed, 0, INT64_MAX));

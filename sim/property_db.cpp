@@ -8,7 +8,8 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 4> kFileKeys{"$schema", "extends", "records", "properties"};
+constexpr std::array<std::string_view, 5> kFileKeys{"$schema", "about", "extends", "records",
+                                                    "properties"};
 constexpr std::array<std::string_view, 2> kRecordKeys{"entriesPerPage", "entries"};
 constexpr std::array<std::string_view, 1> kBases{"builtin"};
 
@@ -28,12 +29,19 @@ std::optional<PropertyIndex> PropertyDb::find(std::string_view name) const {
   return found->second;
 }
 
+void PropertyDb::refuseName(const Node& name) const {
+  std::vector<std::string_view> names;
+  names.reserve(properties_.size());
+  for (const Property& property : properties_) names.emplace_back(property.name);
+  name.refuse("no property is named '" + name.text + "'" + suggestion(name.text, names));
+}
+
 /// Fills a database in three passes: names, then behaviours (which may name any property), then the
 /// order of evaluation.
 class PropertyReader : public NameTable {
  public:
   void collect(const Node& document) {
-    requireObject(document, kFileKeys);
+    requireDocument(document, kFileKeys);
     if (const Node* records = document.find("records")) {
       require(*records, JsonType::object);
       for (std::size_t i = 0; i < records->items.size(); ++i) {
@@ -65,9 +73,7 @@ class PropertyReader : public NameTable {
   PropertyIndex propertyNamed(const Node& name) const override {
     const std::string& text = textOf(name);
     if (const auto index = db_.find(text)) return *index;
-    std::vector<std::string_view> names;
-    for (const auto& [known, index] : db_.byName_) names.emplace_back(known);
-    name.refuse("no property is named '" + text + "'" + suggestion(text, names));
+    db_.refuseName(name);
   }
 
   std::size_t recordNamed(const Node& name) const override {
@@ -111,13 +117,11 @@ class PropertyReader : public NameTable {
     const bool plain = std::ranges::all_of(name, [](char c) { return c > 0x20 && c < 0x7f; });
     if (!plain) node.refuse("a name holds printable characters without blanks");
     const std::string word = name.substr(0, name.find('.'));
-    std::vector<std::string_view> words;
-    for (const Kind& kind : kKinds) words.push_back(kind.word);
     const Node* device = node.type == JsonType::object ? node.find("device") : nullptr;
     if (device != nullptr)
-      return static_cast<KindIndex>(sim::wordOf(*device, words, "a device kind"));
+      return static_cast<KindIndex>(sim::wordOf(*device, kindWords(), "a device kind"));
     const auto kind = kindOfWord(word);
-    if (!kind) node.refuse("'" + word + "' is not a device kind" + suggestion(word, words));
+    if (!kind) node.refuse("'" + word + "' is not a device kind" + suggestion(word, kindWords()));
     return *kind;
   }
 

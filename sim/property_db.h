@@ -106,6 +106,8 @@ class PropertyDb {
   }
   [[nodiscard]] const Record& record(std::size_t index) const { return records_[index]; }
   [[nodiscard]] std::optional<PropertyIndex> find(std::string_view name) const;
+  /// Throws `FileError` for a node that names no property, with a suggestion.
+  [[noreturn]] void refuseName(const Node& name) const;
   /// The properties of one kind, in the order of the file.
   [[nodiscard]] std::span<const PropertyIndex> ofKind(KindIndex kind) const {
     return byKind_[static_cast<std::size_t>(kind)];

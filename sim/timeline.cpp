@@ -17,13 +17,8 @@ constexpr std::array<std::string_view, 6> kEventWords{"set",     "clear", "drop"
                                                       "restore", "burst", "lose"};
 
 PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties) {
-  const std::string& name = textOf(node);
-  if (const auto index = properties.find(name)) return *index;
-  std::vector<std::string_view> names;
-  for (PropertyIndex i = 0; i < static_cast<PropertyIndex>(properties.size()); ++i) {
-    names.emplace_back(properties.at(i).name);
-  }
-  node.refuse("no property is named '" + name + "'" + suggestion(name, names));
+  if (const auto index = properties.find(textOf(node))) return *index;
+  properties.refuseName(node);
 }
 
 void readValue(Event& event, const Node& node, const Property& property) {

@@ -1,19 +1,11 @@
 #include "sim/topology.h"
 
-#include <algorithm>
-
 #include "sim/fields.h"
 
 namespace sim {
 namespace {
 
 constexpr int kMaxDevices = 255;
-
-std::array<std::string_view, kKinds.size()> kindWords() {
-  std::array<std::string_view, kKinds.size()> words;
-  std::ranges::transform(kKinds, words.begin(), &Kind::word);
-  return words;
-}
 
 Topology::Override readOverride(const Topology& topology, const std::string& name,
                                 const Node& node) {
@@ -37,15 +29,14 @@ Topology::Override readOverride(const Topology& topology, const std::string& nam
 }  // namespace
 
 Topology readTopology(Node document) {
-  static constexpr std::array<std::string_view, 4> kKeys{"$schema", "board", "devices",
+  static constexpr std::array<std::string_view, 5> kKeys{"$schema", "about", "board", "devices",
                                                          "overrides"};
   Topology topology;
   topology.document = std::move(document);
-  const Node& root = requireObject(topology.document, kKeys);
+  const Node& root = requireDocument(topology.document, kKeys);
   topology.board = textOf(requireMember(root, "board"));
 
-  const auto words = kindWords();
-  const Node& devices = requireObject(requireMember(root, "devices"), words);
+  const Node& devices = requireObject(requireMember(root, "devices"), kindWords());
   for (std::size_t i = 0; i < devices.items.size(); ++i) {
     const auto kind = static_cast<std::size_t>(*kindOfWord(devices.keys[i]));
     topology.count[kind] = static_cast<int>(wholeOf(devices.items[i], 0, kMaxDevices));

@@ -70,11 +70,10 @@ bool World::presentAt(Device device, Time time) const {
   const auto& ofKind = presence_[static_cast<std::size_t>(device.kind)];
   const auto found = ofKind.find(device.id);
   if (found == ofKind.end()) return true;
-  bool present = true;
-  for (const auto& [when, now] : found->second) {
-    if (when <= time) present = now;
-  }
-  return present;
+  const auto& changes = found->second;
+  const auto last = std::find_if(changes.rbegin(), changes.rend(),
+                                 [&](const auto& change) { return change.first <= time; });
+  return last == changes.rend() || last->second;
 }
 
 void World::setPresent(Device device, Time time, bool present) {
@@ -92,11 +91,10 @@ void World::clear(PropertyIndex property, int deviceId, Time time) {
 const World::Change* World::lastChange(Place place, Time time) const {
   const auto found = changes_.find(place);
   if (found == changes_.end()) return nullptr;
-  const Change* last = nullptr;
-  for (const Change& change : found->second) {
-    if (change.time <= time) last = &change;
-  }
-  return last;
+  const auto& changes = found->second;
+  const auto last = std::find_if(changes.rbegin(), changes.rend(),
+                                 [&](const Change& change) { return change.time <= time; });
+  return last == changes.rend() ? nullptr : &*last;
 }
 
 std::string World::textAt(PropertyIndex property, int deviceId, Time time) const {

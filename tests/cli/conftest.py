@@ -13,6 +13,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 BOARDCTL = pathlib.Path(os.environ["BOARDCTL"])
 SIM_LIBRARY = pathlib.Path(os.environ["BOARDCTL_SIM_LIBRARY"])
 SKIP_WAIT = pathlib.Path(os.environ["BOARDCTL_SKIP_WAIT"])
+SANITIZED = os.environ["BOARDCTL_SANITIZED"] == "1"
 EMULATOR = shlex.split(os.environ.get("BOARDCTL_EMULATOR", ""))
 
 BOARD = ("-m", "oob_manifest.json", "-t", "oob_properties.json")
@@ -33,22 +34,27 @@ class Boardctl:
         self.folder = folder
 
     def command(self, *words):
-        return [*EMULATOR, str(BOARDCTL), *words]
+        if not EMULATOR:
+            return [str(BOARDCTL), *words]
+        # The preloaded library is one for the emulated program, not for the emulator.
+        return [*EMULATOR, "-E", f"LD_PRELOAD={SKIP_WAIT}", str(BOARDCTL), *words]
 
     @staticmethod
     def environment():
-        return {
+        environment = {
             "PATH": os.environ["PATH"],
             "LC_ALL": "C",
-            "LD_PRELOAD": str(SKIP_WAIT),
             "ASAN_OPTIONS": "verify_asan_link_order=0",
         }
+        if not EMULATOR:
+            environment["LD_PRELOAD"] = str(SKIP_WAIT)
+        return environment
 
-    def __call__(self, *words, stdin="", timeout=60):
+    def __call__(self, *words, stdin="", timeout=60, **environment):
         done = subprocess.run(
             self.command(*words),
             cwd=self.folder,
-            env=self.environment(),
+            env=self.environment() | environment,
             input=stdin.encode("latin-1"),
             capture_output=True,
             timeout=timeout,

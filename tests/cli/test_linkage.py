@@ -6,10 +6,9 @@ import re
 import subprocess
 
 import pytest
-from conftest import BOARDCTL, ROOT, SIM_LIBRARY
+from conftest import BOARDCTL, ROOT, SANITIZED, SIM_LIBRARY
 
 BUILD = pathlib.Path(os.environ["BOARDCTL_BUILD"])
-SANITIZED = os.environ["BOARDCTL_SANITIZED"] == "1"
 
 
 def readelf(*words):

@@ -1,6 +1,8 @@
 """The first two commands of an operator, over the simulated board."""
 
+import calendar
 import json
+import time
 
 from conftest import BOARD, STARTING
 
@@ -90,3 +92,11 @@ def test_log_lines_go_to_standard_output_when_no_file_is_named(boardctl):
     assert lines[0].endswith("]D[tools/boardctl/get.cpp:182][getGpuData]: Entry().")
     assert lines.index("Starting GPU Manager...") > 1
     assert (run.stderr, run.status) == ("", 0)
+
+
+def test_log_stamps_are_right_after_2038(boardctl):
+    ahead = calendar.timegm((2045, 6, 1, 0, 0, 0)) - int(time.time())
+    boardctl(*BOARD, "-L", "log", "-l", "4", "get", "gpu", "0", "x", "0", SKIP_WAIT_FORWARD=str(ahead))
+    lines = (boardctl.folder / "log").read_text().splitlines()
+    assert any("getGpuData" in line for line in lines)
+    assert all(line.startswith("[06/01/45 00:") for line in lines), lines[0]

@@ -9,7 +9,7 @@ namespace {
 /// Each case configures the log of a process of its own, as a process does it once.
 class LoggingDeathTest : public BoardTest {
  protected:
-  void SetUp() override { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+  void SetUp() override { chooseDeathTestStyle(); }
 
   /// Sends the standard streams of this process to files and leaves it.
   template <class Run>
