@@ -1,8 +1,7 @@
 #include "cli/usage.h"
 
-#include <cstdio>
-
 #include "cli/handlers.h"
+#include "cli/output.h"
 #include "cli/registry.h"
 
 namespace boardctl {
@@ -72,7 +71,7 @@ std::int32_t printUsage(std::vector<std::string> /*words*/) {
       "4. Enter shell mode,\n"
       "   $ ./boardctl -m oob_manifest.json -t oob_properties.json shell\n"
       "\n";
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  print(text);
   return 0;
 }
 

@@ -1,12 +1,9 @@
 #include "tools/boardctl/output.h"
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
 namespace boardctl {
-
-void print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 void print(std::initializer_list<std::string_view> pieces) {
   std::size_t size = 0;
@@ -19,7 +16,7 @@ void print(std::initializer_list<std::string_view> pieces) {
 
 void printHexCode(std::string_view prefix, std::int32_t code) {
   print(prefix);
-  std::printf("%x\n", static_cast<unsigned>(code));
+  printFormat("%x\n", static_cast<unsigned>(code));
 }
 
 void printDecimalCode(std::string_view prefix, std::int32_t code, std::string_view suffix) {

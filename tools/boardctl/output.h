@@ -4,12 +4,12 @@
 #include <initializer_list>
 #include <string_view>
 
-/// Standard output of the commands. Everything goes through the one buffer of `stdout`, so lines
-/// never swap; there is no format state that one line could leave behind for the next. Write errors
-/// stay recorded in `stdout`. Main thread only.
+#include "cli/output.h"
+
+/// What the commands print. There is no format state that one line could leave behind for the next.
+/// Main thread only.
 namespace boardctl {
 
-void print(std::string_view text);
 void print(std::initializer_list<std::string_view> pieces);
 
 /// The failure line of a library call: `prefix`, the code in lower-case hexadecimal without padding

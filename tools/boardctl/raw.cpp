@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,7 +61,7 @@ struct RawCommand {
 unsigned char lowByte(int value) { return static_cast<unsigned char>(value & 0xFF); }
 
 void printRegisterHeader(const Request& request) {
-  std::printf(
+  printFormat(
       "%s devId : %d, opcode : 0x%x arg1 : 0x%x arg2 : 0x%x dataRegister : 0x%08x "
       "extendedDataRegister : 0x%08x\n",
       request.device.c_str(), request.deviceId, static_cast<unsigned>(request.numbers[0]),
@@ -71,12 +70,12 @@ void printRegisterHeader(const Request& request) {
 }
 
 void printAsyncHeader(const Request& request) {
-  std::printf("%s devId : %d, opcode : 0x%x arg1 : 0x%x arg2 : 0x%x : dataOutSize : %d ",
+  printFormat("%s devId : %d, opcode : 0x%x arg1 : 0x%x arg2 : 0x%x : dataOutSize : %d ",
               request.device.c_str(), request.deviceId, static_cast<unsigned>(request.numbers[1]),
               static_cast<unsigned>(request.numbers[2]), static_cast<unsigned>(request.numbers[3]),
               request.numbers[0]);
   std::uint8_t index = 0;
-  for (const unsigned int word : request.data) std::printf("dataIn%d : 0x%08x ", index++, word);
+  for (const unsigned int word : request.data) printFormat("dataIn%d : 0x%08x ", index++, word);
   print("\n");
 }
 

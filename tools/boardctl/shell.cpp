@@ -45,21 +45,36 @@ class LineReader {
   LineReader& operator=(const LineReader&) = delete;
   ~LineReader() { std::free(buffer_); }
 
-  /// The next line without its newline; empty at the end of input and after a read error. Valid
-  /// until the next call.
+  /// The next line without its newline; empty at the end of input and after a read error. A signal
+  /// does not cut a line. Valid until the next call.
   std::string_view next() {
-    errno = 0;
-    const ssize_t length = getline(&buffer_, &size_, stdin);
-    if (length < 0) {
-      if (errno == ENOMEM) throw std::bad_alloc();
-      return {};
-    }
-    std::string_view line(buffer_, static_cast<std::size_t>(length));
+    std::string_view line = read();
+    if (errno == EINTR && !line.ends_with('\n')) line = resume(line);
     if (line.ends_with('\n')) line.remove_suffix(1);
     return line;
   }
 
  private:
+  /// What one call delivers; `errno` is 0 unless it failed.
+  std::string_view read() {
+    errno = 0;
+    const ssize_t length = getline(&buffer_, &size_, stdin);
+    if (length >= 0) return {buffer_, static_cast<std::size_t>(length)};
+    if (errno == ENOMEM) throw std::bad_alloc();
+    return {};
+  }
+
+  /// The whole line whose beginning was delivered when a signal interrupted the reading.
+  std::string_view resume(std::string_view line) {
+    interrupted_ = line;
+    while (errno == EINTR && !interrupted_.ends_with('\n')) {
+      std::clearerr(stdin);
+      interrupted_ += read();
+    }
+    return interrupted_;
+  }
+
+  std::string interrupted_;
   char* buffer_ = nullptr;
   std::size_t size_ = 0;
 };
@@ -67,7 +82,7 @@ class LineReader {
 void prompt() {
   print("> ");
   // Once input has ended nobody waits at the prompt, and prompts then come without end.
-  if (std::feof(stdin) == 0 && std::ferror(stdin) == 0) std::fflush(stdout);
+  if (std::feof(stdin) == 0 && std::ferror(stdin) == 0) flushOutput();
 }
 
 /// Takes the next field off the front of `line`: fields lie between single spaces, empty ones are

@@ -1,5 +1,3 @@
-#include <cstdio>
-
 #include "devmgr/properties.h"
 #include "tools/boardctl/output.h"
 #include "tools/boardctl/shell_handlers.h"
@@ -15,7 +13,7 @@ std::int32_t snapshotData(std::vector<std::string> words) {
     bool running = false;
     SnapShotRefreshStatus(&running);
     print({"Snapshot Refresh Status: ", running ? "1" : "0", "\n"});
-    std::fflush(stdout);
+    flushOutput();
   }
   return 0;
 }

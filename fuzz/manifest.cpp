@@ -1,0 +1,13 @@
+#include "fuzz/board_file.h"
+#include "sim/property_db.h"
+#include "sim/topology.h"
+
+/// The simulated board's manifest, together with the built-in properties that it may override.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const sim::Node builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
+  fuzz::readBoardFile(data, size, [](sim::Node document) {
+    const sim::Topology board = sim::readTopology(std::move(document));
+    static_cast<void>(sim::readProperties(builtin, board, builtin));
+  });
+  return 0;
+}

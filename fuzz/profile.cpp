@@ -1,0 +1,15 @@
+#include "sim/profile.h"
+
+#include "fuzz/board_file.h"
+
+/// The simulated board's profile, on the built-in manifest and properties.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const sim::Node builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
+  static const sim::Topology board =
+      sim::readTopology(sim::parseJson(sim::kBuiltinManifest, "builtin"));
+  static const sim::PropertyDb properties = sim::readProperties(builtin, board, builtin);
+  fuzz::readBoardFile(data, size, [](const sim::Node& document) {
+    static_cast<void>(sim::readProfile(document, board, properties));
+  });
+  return 0;
+}
