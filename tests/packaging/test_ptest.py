@@ -1,0 +1,49 @@
+"""The suite as it runs on an image: from what is installed, without the build tree."""
+
+import os
+import subprocess
+
+import pytest
+from conftest import BUILD, run
+
+
+@pytest.fixture
+def image(tmp_path):
+    for component in "tool", "sim", "ptest":
+        run("cmake", "--install", str(BUILD), "--prefix", str(tmp_path), "--component", component)
+    return tmp_path
+
+
+def run_ptest(image):
+    environment = {"PATH": f"{image}/bin:{os.environ['PATH']}", "LC_ALL": "C", "HOME": str(image)}
+    (script,) = image.glob("lib/**/ptest/run-ptest")
+    done = subprocess.run(
+        [script], env=environment, capture_output=True, text=True, timeout=250, check=False
+    )
+    assert done.stderr == ""
+    return done.returncode, done.stdout.splitlines()
+
+
+def test_every_test_passes(image):
+    status, lines = run_ptest(image)
+    assert [line for line in lines if not line.startswith(("PASS: ", "SKIP: "))] == []
+    assert status == 0
+    names = [line.removeprefix("PASS: ") for line in lines]
+    assert len(names) == len(set(names)) > 290
+    for part in "ShellTest.", "tests/cli/test_shell.py::", "tests/docs/test_repeatable.py::":
+        assert any(name.startswith(part) for name in names), part
+
+
+def test_what_differs_or_does_not_run_has_failed(image):
+    (program,) = image.glob("lib/**/sim_selftest")
+    program.unlink()
+    (golden,) = image.glob("lib/**/shell_session.out")
+    golden.write_text(golden.read_text().replace("Set done.", "Set.", 1))
+    status, lines = run_ptest(image)
+    assert status == 1
+    failed = [line.partition(" - ")[0] for line in lines if line.startswith("FAIL: ")]
+    assert failed == [
+        "FAIL: sim_selftest",
+        "FAIL: pytest",
+        "FAIL: tests/cli/test_shell.py::test_a_session_through_a_pipe_is_the_golden_text",
+    ]
