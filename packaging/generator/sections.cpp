@@ -132,7 +132,8 @@ std::string descriptions() {
   for (const boardctl::OptionSpec& entry : boardctl::optionRegistry) {
     const std::string help = replaceAll(entry.help.substr(0, entry.help.find('\n')), "'", "'\\''");
     for (const std::string& name : {entry.name, entry.longName}) {
-      if (!name.empty()) lines.push_back("    '" + name + ":" + help + "'");
+      if (!name.empty())
+        lines.push_back(std::string("    '").append(name).append(":").append(help) + "'");
     }
   }
   return join(lines, "\n");
