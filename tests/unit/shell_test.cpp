@@ -4,6 +4,7 @@
 
 #include "cli/handlers.h"
 #include "tests/unit/command_test.h"
+#include "tools/boardctl/shell_handlers.h"
 
 namespace boardctl {
 namespace {
@@ -31,6 +32,18 @@ class ShellTest : public CommandTest {
 
 std::string readCall(const std::string& name) {
   return "DeviceGetData(0, \"" + name + "\", 0, 0, true, 10240, 0, 0)";
+}
+
+TEST_F(ShellTest, KnowsEachOfItsWords) {
+  const std::vector<std::string_view> words = shellWords();
+  EXPECT_EQ(words.size(), 12u);
+  for (const std::string_view word : words) {
+    if (word == "quit" || word == "exit") {
+      EXPECT_EQ(type(std::string(word) + "\n").output, "> ") << word;
+    } else {
+      EXPECT_NE(type(std::string(word) + "\nquit\n").output, "> > ") << word;
+    }
+  }
 }
 
 TEST_F(ShellTest, StartsOnceRunsCommandsAndStopsOnce) {
