@@ -41,7 +41,7 @@ class Clock {
  private:
   ClockSettings settings_;
   Time stepped_ = 0;
-  std::chrono::steady_clock::time_point started_;
+  Time started_ = 0;  ///< On the monotonic clock.
   bool running_ = false;
 };
 

@@ -77,13 +77,15 @@ std::string escapePointer(std::string_view key) {
   return escaped;
 }
 
-/// Cuts the parser's own prefix, which repeats the position, and its remark on the last token.
+/// Cuts the parser's own prefix, which repeats the position, and what a long token makes too long.
 std::string reasonOf(std::string_view message) {
   if (const auto at = message.find(": "); at != std::string_view::npos)
     message.remove_prefix(at + 2);
   if (const auto at = message.find("syntax error while parsing "); at == 0) {
     message.remove_prefix(std::strlen("syntax error while parsing "));
   }
+  constexpr std::size_t kLongest = 160;
+  if (message.size() > kLongest) return std::string(message.substr(0, kLongest)) + "...";
   return std::string(message);
 }
 

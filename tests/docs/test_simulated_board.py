@@ -1,14 +1,12 @@
 """Runs every command of the guide and compares what it prints."""
 
-import os
-import pathlib
 import re
 import shutil
 import subprocess
 
 import pytest
+from conftest import ROOT, Boardctl
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 GUIDE = (ROOT / "docs/simulated-board.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)(?: (\S+))?\n(.*?)^```$", GUIDE, re.M | re.S)
 STAMP = re.compile(r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]")
@@ -34,8 +32,7 @@ def folder(tmp_path_factory):
     shutil.copytree(ROOT / "schemas", root / "schemas")
     program = root / "examples/boardctl"
     program.unlink(missing_ok=True)
-    emulator = os.environ.get("BOARDCTL_EMULATOR", "")
-    program.write_text(f'#!/bin/sh\nexec {emulator} {os.environ["BOARDCTL"]} "$@"\n')
+    program.write_text("#!/bin/sh\nexec " + " ".join(Boardctl(None).command('"$@"')) + "\n")
     program.chmod(0o755)
     return root / "examples"
 
@@ -44,16 +41,10 @@ def folder(tmp_path_factory):
 def test_command(folder, files, command, expected):
     for name, text in files:
         (folder / name).write_text(text)
-    environment = {
-        "PATH": os.environ["PATH"],
-        "LC_ALL": "C",
-        "LD_PRELOAD": os.environ["BOARDCTL_SKIP_WAIT"],
-        "ASAN_OPTIONS": "verify_asan_link_order=0",
-    }
     done = subprocess.run(
         ["/bin/sh", "-c", command],
         cwd=folder,
-        env=environment,
+        env=Boardctl.environment(),
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
         timeout=60,

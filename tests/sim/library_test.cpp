@@ -8,9 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/api_property_map.h"
+#include "devmgr/callbacks.h"
 #include "devmgr/data_info.h"
 #include "devmgr/logger.h"
 #include "devmgr/manager.h"
+#include "devmgr/postbox.h"
 #include "devmgr/properties.h"
 #include "sim/codes.h"
 
@@ -56,6 +59,13 @@ TEST(Library, AnswersWithACodeWhateverTheOrder) {
   EXPECT_EQ(DeviceGetAllSupportedProperties(buffer.data(), 64), sim::kNotInitialised);
   SnapShotRefreshStatus(&refreshing);
   EXPECT_FALSE(refreshing);
+  unsigned int word = 0;
+  std::vector<unsigned int> words;
+  EXPECT_EQ(TesselCmdFpga(0, 1, 0, 0, {0, 0}, words, false), sim::kNotInitialised);
+  EXPECT_EQ(TesselSyncCmdGpu(0, 1, 0, 0, 0, 0, &word, &word, &word, false), sim::kNotInitialised);
+  EXPECT_EQ(TesselAsyncCmdGpu(0, 1, {}, &word, &word, words, 0, false), sim::kNotInitialised);
+  EXPECT_EQ(DeviceSetCallbackUpdateData(0, "GPUGetVendorIdV2", {}, -1, "", "", -1),
+            sim::kNotInitialised);
   ASSERT_EQ(GPUManagerInit("", "", ""), 0);
   EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);
   EXPECT_EQ(DeviceClearData(0, "gpu.pcie.maxWidth", 0), sim::kNotRunning);
@@ -88,6 +98,16 @@ TEST_F(RunningBoard, EveryListedPropertyOfEveryDeviceAnswers) {
       EXPECT_EQ(get(id, name.c_str(), text), sim::kNoSuchDevice) << name;
       EXPECT_EQ(get(-1, name.c_str(), text), sim::kNoSuchDevice) << name;
     }
+  }
+}
+
+TEST_F(RunningBoard, EveryApiNameTakesACallback) {
+  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
+    const std::string name(catalogue::ApiPropertyMap.entry(i).apiName);
+    EXPECT_EQ(DeviceSetCallbackUpdateData(
+                  0, name, [](auto...) {}, -1, "", "", -1),
+              0)
+        << name;
   }
 }
 

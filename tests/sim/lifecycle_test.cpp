@@ -89,6 +89,19 @@ TEST_F(LifecycleDeathTest, TheProcessMayEndInRealTimeWithABusyCallback) {
       testing::ExitedWithCode(8), "^$");
 }
 
+TEST_F(LifecycleDeathTest, ACallbackThatNeverReturnsDoesNotKeepTheProcess) {
+  EXPECT_EXIT(
+      {
+        const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 1}})");
+        GPUManagerInit("", profile.c_str(), "");
+        GPUManagerRun(0, 0);
+        listen([](auto...) { std::this_thread::sleep_for(std::chrono::hours(1)); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::exit(10);
+      },
+      testing::ExitedWithCode(10), "^$");
+}
+
 TEST_F(LifecycleDeathTest, ACallbackMayEndTheProcess) {
   EXPECT_EXIT(
       {

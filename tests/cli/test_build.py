@@ -1,0 +1,67 @@
+"""How the tree is put together, and how it is linked with a library that is not ours."""
+
+import re
+import subprocess
+
+import pytest
+from conftest import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY
+
+ROOMS = {
+    "devmgr": {"devmgr"},
+    "catalogue": {"catalogue"},
+    "cli": {"cli"},
+    "logging": {"devmgr", "logging"},
+    "sim": {"sim", "devmgr", "catalogue"},
+    "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
+    "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
+}
+
+
+@pytest.mark.parametrize("room", ROOMS)
+def test_a_room_includes_only_what_lies_below_it(room):
+    files = [path for path in (ROOT / room).rglob("*") if path.suffix in {".h", ".cpp"}]
+    assert files
+    for path in files:
+        for include in re.findall(r'^#include "(.*)/[^/"]+"', path.read_text(), re.MULTILINE):
+            assert include in ROOMS[room], f"{path}: {include}"
+
+
+def test_no_source_file_is_left_out_of_the_build():
+    lists = "".join(path.read_text() for path in ROOT.rglob("CMakeLists.txt"))
+    for folder in (*ROOMS, "tests", "bench"):
+        for path in (ROOT / folder).rglob("*"):
+            if path.suffix == ".cpp":
+                assert re.search(rf"\b{re.escape(path.name)}\b", lists), path
+            if path.name.startswith("test_") and path.suffix == ".py":
+                assert re.search(rf"\b{path.stem[5:]}\b", lists), path
+
+
+@pytest.mark.skipif(SANITIZED or bool(EMULATOR), reason="once is enough, with the shipped compiler")
+@pytest.mark.parametrize("by", ["file", "folder"])
+def test_links_with_a_library_from_elsewhere_and_builds_nothing_of_the_simulated_board(tmp_path, by):
+    library = tmp_path / "vendor/libdevmgr.so.0"
+    library.parent.mkdir()
+    library.write_bytes(SIM_LIBRARY.read_bytes())
+    build = tmp_path / "build"
+    configure = ["cmake", "-S", ROOT, "-B", build, "-G", "Ninja", "-DBOARDCTL_TESTS=OFF"]
+    named = library if by == "file" else library.parent
+    run = {"check": True, "capture_output": True, "timeout": 240}
+    subprocess.run([*configure, f"-DBOARDCTL_DEVMGR_LIBRARY={named}"], **run)
+    plan = subprocess.run(["ninja", "-C", build, "-n"], text=True, **run).stdout
+    assert "boardctl" in plan and "sim/" not in plan
+    if by == "file":
+        subprocess.run(["ninja", "-C", build, "boardctl"], **run)
+        dynamic = subprocess.run(
+            ["readelf", "-d", build / "tools/boardctl/boardctl"], text=True, **run
+        ).stdout
+        assert "[libdevmgr.so.0]" in dynamic and str(SIM_LIBRARY.parent) not in dynamic
+
+
+@pytest.mark.skipif(SANITIZED or bool(EMULATOR), reason="once is enough")
+def test_a_library_that_is_not_there_is_refused_by_name(tmp_path):
+    done = subprocess.run(
+        ["cmake", "-S", ROOT, "-B", tmp_path, "-G", "Ninja", "-DBOARDCTL_DEVMGR_LIBRARY=/no/such/file"],
+        capture_output=True, text=True, timeout=120, check=False,
+    )  # fmt: skip
+    assert done.returncode != 0
+    assert "BOARDCTL_DEVMGR_LIBRARY: there is no /no/such/file" in done.stderr

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "tools/devmgr-check/library.h"
+#include "tools/devmgr-check/report.h"
+
+/// The symbol of the vector form of `DeviceGetSupportedProperties`.
+inline constexpr const char* kVectorForm =
+    "_Z28DeviceGetSupportedPropertiesiRSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcE"
+    "EESaIS5_EES8_";
+
+/// What the file itself tells: name, entry points, linkage, the size of its data. Calls nothing.
+void checkSymbols(const Library& library, Report& report);
+
+/// Starts the manager with these files (empty names for none), waits as long as the tool does,
+/// makes reading calls only, compares the answers with the contract, and stops the manager. Needs
+/// every entry point; skipped with a row of its own when one is missing.
+void checkLive(const Library& library, const std::string& manifest, const std::string& profile,
+               const std::string& properties, Report& report);

@@ -1,0 +1,229 @@
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <initializer_list>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "devmgr/manager.h"
+#include "devmgr/properties.h"
+#include "tools/devmgr-check/checks.h"
+
+namespace {
+
+constexpr int kDeviceTypes = 25;
+constexpr int kValueSize = 10240;
+constexpr int kListSize = 20480;
+constexpr unsigned kSecondsToAnswer = 60;
+constexpr time_t kStartupSeconds = 6;
+
+using VectorForm = int(int, std::vector<std::string>&, std::vector<std::string>&);
+using TextForm = int(int, char*, int);
+
+/// The call that is under way, for the signal handler.
+const char* volatile currentCall = "";
+
+/// A library that crashes does not fit; whether one that gives no answer does, nobody can tell.
+void onSignal(int number) {
+  const bool silent = number == SIGALRM;
+  const char* const verdict = silent ? "?     no answer from " : "FAIL  crashed in ";
+  const char* const call = currentCall;
+  if (write(STDOUT_FILENO, verdict, std::strlen(verdict)) < 0 ||
+      write(STDOUT_FILENO, call, std::strlen(call)) < 0 || write(STDOUT_FILENO, "\n", 1) < 0) {
+    _exit(2);
+  }
+  _exit(silent ? 2 : 1);
+}
+
+/// Makes a call under a time limit.
+template <typename Call>
+int bounded(const char* name, Call call) {
+  currentCall = name;
+  alarm(kSecondsToAnswer);
+  const int result = call();
+  alarm(0);
+  return result;
+}
+
+/// A buffer for the library with a margin behind it that must stay untouched.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(int size)
+      : size_(static_cast<std::size_t>(size)), bytes_(size_ + kMargin, kMark) {
+    std::fill_n(bytes_.begin(), size_, '\0');
+  }
+
+  char* data() { return bytes_.data(); }
+  [[nodiscard]] bool overrun() const {
+    return std::any_of(bytes_.begin() + static_cast<std::ptrdiff_t>(size_), bytes_.end(),
+                       [](char byte) { return byte != kMark; });
+  }
+  [[nodiscard]] bool terminated() const {
+    return std::memchr(bytes_.data(), '\0', size_) != nullptr;
+  }
+  [[nodiscard]] std::string text() const { return {bytes_.data(), strnlen(bytes_.data(), size_)}; }
+
+  /// What is wrong with the text that was written; empty for nothing.
+  [[nodiscard]] std::string fault() const {
+    if (overrun()) return "writes past the end of its buffer";
+    if (!terminated()) return "writes a text without a NUL";
+    return {};
+  }
+
+ private:
+  static constexpr std::size_t kMargin = 1 << 16;
+  static constexpr char kMark = '\x5A';
+  std::size_t size_;
+  std::vector<char> bytes_;
+};
+
+class Live {
+ public:
+  Live(const Library& library, Report& report)
+      : report_(report),
+        init_(library.entryPoint<decltype(GPUManagerInit)>("GPUManagerInit")),
+        run_(library.entryPoint<decltype(GPUManagerRun)>("GPUManagerRun")),
+        stop_(library.entryPoint<decltype(GPUManagerStop)>("GPUManagerStop")),
+        get_(library.entryPoint<decltype(DeviceGetData)>("DeviceGetData")),
+        listAll_(library.entryPoint<decltype(DeviceGetAllSupportedProperties)>(
+            "DeviceGetAllSupportedProperties")),
+        status_(library.entryPoint<decltype(SnapShotRefreshStatus)>("SnapShotRefreshStatus")),
+        listText_(library.entryPoint<TextForm>("DeviceGetSupportedProperties")),
+        listNames_(library.entryPoint<VectorForm>(kVectorForm)) {}
+
+  [[nodiscard]] bool complete() const {
+    return init_ && run_ && stop_ && get_ && listAll_ && status_ && listText_ && listNames_;
+  }
+
+  void check(const std::string& manifest, const std::string& profile,
+             const std::string& properties) {
+    const int result = bounded("GPUManagerInit", [&] {
+      return init_(manifest.c_str(), profile.c_str(), properties.c_str());
+    });
+    if (result != 0) {
+      report_.unknown("GPUManagerInit", "code " + std::to_string(result));
+      return;
+    }
+    report_.good("GPUManagerInit");
+    bounded("GPUManagerRun", [&] { return run_(0, 0); });
+    timespec left = {kStartupSeconds, 0};
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+    checkStatus();
+    checkListings();
+    bounded("GPUManagerStop", [&] { return stop_(); });
+    report_.good("GPUManagerStop");
+  }
+
+ private:
+  void checkStatus() {
+    bool stored = true;
+    for (const unsigned char before : std::initializer_list<unsigned char>{0x5A, 0xA5}) {
+      unsigned char cell = before;
+      bounded("SnapShotRefreshStatus", [&] { return status_(reinterpret_cast<bool*>(&cell)); });
+      stored = stored && cell <= 1;
+    }
+    report_.check(stored, "SnapShotRefreshStatus", "stores no truth value");
+  }
+
+  void checkListings() {
+    GuardedBuffer all(kListSize);
+    const int result =
+        bounded("DeviceGetAllSupportedProperties", [&] { return listAll_(all.data(), kListSize); });
+    const std::string fault = result == 0     ? all.fault()
+                              : all.overrun() ? all.fault()
+                                              : "code " + std::to_string(result);
+    report_.check(fault.empty(), "DeviceGetAllSupportedProperties", fault);
+    for (int type = 0; type < kDeviceTypes; ++type) checkKind(type);
+    report_.good("listings", std::to_string(names_) + " names, both forms compared");
+    report_.good("reads", std::to_string(values_) + " values, " + std::to_string(codes_) +
+                              " codes, device 0 of each kind");
+  }
+
+  void checkKind(int type) {
+    const std::string kind = "device type " + std::to_string(type);
+    GuardedBuffer listing(kListSize);
+    std::vector<std::string> names;
+    std::vector<std::string> details;
+    const int textResult = bounded("DeviceGetSupportedProperties",
+                                   [&] { return listText_(type, listing.data(), kListSize); });
+    const int namesResult = bounded("DeviceGetSupportedProperties (vectors)",
+                                    [&] { return listNames_(type, names, details); });
+    if (textResult != namesResult) {
+      report_.bad(kind, "the text form gives code " + std::to_string(textResult) +
+                            ", the vector form " + std::to_string(namesResult));
+    }
+    if (const std::string fault = listing.fault(); !fault.empty()) {
+      report_.bad(kind, "the text form " + fault);
+    }
+    if (textResult != 0 || namesResult != 0) return;
+    compareForms(kind, listing.text(), names);
+    names_ += names.size();
+    for (const std::string& name : names) read(name);
+  }
+
+  /// Every name of the vector stands in the text, and every word of the text that could be one of
+  /// the kind's names stands in the vector.
+  void compareForms(const std::string& kind, const std::string& text,
+                    const std::vector<std::string>& names) {
+    std::set<std::string> words;
+    std::istringstream stream(text);
+    for (std::string word; stream >> word;) words.insert(word);
+    const std::set<std::string> listed(names.begin(), names.end());
+    for (const std::string& name : listed) {
+      if (words.count(name) == 0) report_.bad(kind, name + " is in the vector form only");
+    }
+    for (const std::string& word : words) {
+      const std::string prefix = word.substr(0, word.find('.') + 1);
+      const auto like = listed.lower_bound(prefix);
+      const bool candidate =
+          word.find('.') != std::string::npos && like != listed.end() && like->starts_with(prefix);
+      if (candidate && listed.count(word) == 0) {
+        report_.bad(kind, word + " is in the text form only");
+      }
+    }
+  }
+
+  void read(const std::string& name) {
+    GuardedBuffer value(kValueSize);
+    const int result = bounded("DeviceGetData", [&] {
+      return get_(0, name.c_str(), 0, 0, value.data(), kValueSize, 0, 0);
+    });
+    ++(result == 0 ? values_ : codes_);
+    const std::string fault = value.fault();
+    if (value.overrun() || (result == 0 && !fault.empty())) report_.bad(name, fault);
+  }
+
+  Report& report_;
+  decltype(&GPUManagerInit) init_;
+  decltype(&GPUManagerRun) run_;
+  decltype(&GPUManagerStop) stop_;
+  decltype(&DeviceGetData) get_;
+  decltype(&DeviceGetAllSupportedProperties) listAll_;
+  decltype(&SnapShotRefreshStatus) status_;
+  TextForm* listText_;
+  VectorForm* listNames_;
+  std::size_t names_ = 0;
+  std::size_t values_ = 0;
+  std::size_t codes_ = 0;
+};
+
+}  // namespace
+
+void checkLive(const Library& library, const std::string& manifest, const std::string& profile,
+               const std::string& properties, Report& report) {
+  for (const int number : {SIGALRM, SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL}) {
+    signal(number, onSignal);
+  }
+  Live live(library, report);
+  if (!live.complete()) {
+    report.unknown("live checks", "not made: an entry point is missing");
+    return;
+  }
+  live.check(manifest, profile, properties);
+}
