@@ -1,5 +1,7 @@
 #include "cli/usage.h"
 
+#include <string_view>
+
 #include "cli/handlers.h"
 #include "cli/output.h"
 #include "cli/registry.h"
@@ -12,6 +14,22 @@ std::string optionLabel(const OptionSpec& entry) {
   if (!entry.longName.empty()) label.append(", ").append(entry.longName);
   if (entry.argKind != ArgKind::none) label.append(" ").append(entry.hint);
   return label;
+}
+
+/// Appends a help text whose lines are cut after `columns` characters, or never when that is 0.
+void appendHelp(std::string& table, std::string_view help, std::string_view newLine,
+                std::size_t columns) {
+  while (true) {
+    std::string_view line = help.substr(0, help.find('\n'));
+    help.remove_prefix(line.size());
+    for (; columns != 0 && line.size() > columns; line.remove_prefix(columns)) {
+      table.append(line.substr(0, columns)).append(newLine);
+    }
+    table.append(line);
+    if (help.empty()) return;
+    table.append(newLine);
+    help.remove_prefix(1);
+  }
 }
 
 }  // namespace
@@ -29,21 +47,7 @@ std::string formatOptionTable(const std::vector<OptionSpec>& registry, std::uint
     } else {
       table.append(indent - label.size(), ' ');
     }
-    std::uint32_t column = 0;
-    for (std::size_t i = 0; i < entry.help.size(); ++i) {
-      if (entry.help[i] == '\n') {
-        table += newLine;
-        column = 0;
-        continue;
-      }
-      table += entry.help[i];
-      if (i + 1 == entry.help.size() || entry.help[i + 1] == '\n') continue;
-      ++column;
-      if (column == columns) {
-        table += newLine;
-        column = 0;
-      }
-    }
+    appendHelp(table, entry.help, newLine, columns);
     table += "\n\n";
   }
   return table;

@@ -69,6 +69,7 @@ TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
         return pointer;
       }() + ": nested too deeply");
   EXPECT_LT(jsonRefusal("[\"" + std::string(5000, 'x')).size(), 250U);
+  EXPECT_EQ(jsonRefusal(R"({"a\nb": 1, "a\nb": 2})"), "f.json:1:13: /a?b: the key is given twice");
   for (const char* text : {"{", "[", "\"", "{\"a\"", "\x01", "{\"\n\": 1}", "[\"\xff\"]"}) {
     const std::string why = jsonRefusal(text);
     EXPECT_NE(why, "accepted");

@@ -1,4 +1,6 @@
-#include <fstream>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <stdexcept>
 
 #include "cli/handlers.h"
@@ -8,8 +10,16 @@
 namespace boardctl {
 namespace {
 
+/// Without a file stream: the dynamic loader's work for its symbols is felt at every start.
+bool opensForReading(const std::string& name) {
+  const int file = open(name.c_str(), O_RDONLY | O_LARGEFILE | O_CLOEXEC);
+  if (file < 0) return false;
+  close(file);
+  return true;
+}
+
 std::int32_t keepFileName(const std::string& name, std::string& setting) {
-  if (!std::ifstream(name)) throw std::runtime_error("File " + name + " not exist!");
+  if (!opensForReading(name)) throw std::runtime_error("File " + name + " not exist!");
   setting = name;
   return 0;
 }

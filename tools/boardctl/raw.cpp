@@ -183,7 +183,7 @@ void printReply(const Reply& reply) {
 }
 
 std::int32_t sendRaw(const RawCommand& command, const std::vector<std::string>& words) {
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, command.name);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, command.name);
   if (words.size() < command.wordsNeeded) {
     printMissingWords(command.usage);
     return -1;

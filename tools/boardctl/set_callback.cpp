@@ -10,23 +10,22 @@ namespace {
 
 /// Called on the library's threads. The update comes by value, as a copy that ends with the call.
 void callbackAPI(std::uint16_t /*code*/, data_info::DataInfo /*update*/, std::uint64_t /*stamp*/) {
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: callbackAPI called\n", __FILE__, __LINE__,
-           "callbackAPI");
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: callbackAPI called\n", __FILE__, __LINE__, "callbackAPI");
 }
 
 }  // namespace
 
 std::int32_t registerCallbackApi(std::vector<std::string> words) {
   constexpr const char* kName = "registerCallbackApi";
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, kName);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, kName);
   if (words.size() < 2) {
     printMissingWords(" <devId> <apiName>");
     return -1;
   }
   const int deviceId = std::stoi(words[0]);
   const std::string& apiName = words[1];
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, __LINE__,
-           kName, deviceId, apiName.c_str());
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, __LINE__, kName,
+               deviceId, apiName.c_str());
 
   const Manager manager;
   manager.start(kStartForCallback);
