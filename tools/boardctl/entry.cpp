@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <new>
 
 #include "cli/command_line.h"
 #include "cli/handlers.h"
@@ -41,7 +40,7 @@ int runCommandLine(int argc, const char* const* argv) {
   }
   try {
     printUsage({});
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     // The error has been reported; the memory that its usage text needs is not there.
   }
   return 0;

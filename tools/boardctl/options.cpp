@@ -40,13 +40,13 @@ std::int32_t setPropertiesFile(std::vector<std::string> words) {
 
 std::int32_t setLogLevel(std::vector<std::string> words) {
   const int level = std::stoi(words.at(0));
-  if (level < 0 || level > 5) throw std::runtime_error("Level of our range[0-5]!");
+  if (level < 0 || level > 5) throw std::runtime_error(std::string("Level of our range[0-5]!"));
   GPUSetLogLevel(level);
   return 0;
 }
 
 std::int32_t setLogFile(std::vector<std::string> words) {
-  if (words.at(0).empty()) throw std::runtime_error("Need a file name!");
+  if (words.at(0).empty()) throw std::runtime_error(std::string("Need a file name!"));
   GPUSetLogger(words[0].c_str());
   return 0;
 }
