@@ -4,7 +4,7 @@ import re
 import subprocess
 
 import pytest
-from conftest import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY
+from built_program import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY
 
 ROOMS = {
     "devmgr": {"devmgr"},

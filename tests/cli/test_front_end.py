@@ -4,7 +4,7 @@ import re
 import subprocess
 
 import pytest
-from conftest import BOARD, STARTING, USAGE
+from built_program import BOARD, STARTING, USAGE
 
 
 def test_help_is_the_golden_text(boardctl):

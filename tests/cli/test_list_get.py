@@ -5,7 +5,7 @@ import json
 import re
 import time
 
-from conftest import BOARD, STARTING
+from built_program import BOARD, STARTING
 
 RULE = "-" * 61 + "\n"
 NO_SUCH_PROPERTY = 3
