@@ -23,7 +23,8 @@ void holdClosedDescriptors() {
   if (poll(standard, std::size(standard), 0) < 1) return;
   for (const pollfd& entry : standard) {
     if ((entry.revents & POLLNVAL) == 0) continue;
-    static_cast<void>(open("/dev/null", entry.fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    static_cast<void>(entry.fd == STDIN_FILENO ? open("/dev/null", O_WRONLY)
+                                               : open("/dev/null", O_RDONLY));
   }
 }
 

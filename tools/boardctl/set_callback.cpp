@@ -33,7 +33,9 @@ std::int32_t registerCallbackApi(std::vector<std::string> words) {
     print("API Name not found.\n");
     return -1;
   }
-  const std::int32_t result = DeviceSetCallbackUpdateData(deviceId, apiName, callbackAPI, -1,
+  const auto callback = [](std::uint16_t code, const data_info::DataInfo& update,
+                           std::uint64_t stamp) { callbackAPI(code, update, stamp); };
+  const std::int32_t result = DeviceSetCallbackUpdateData(deviceId, apiName, callback, -1,
                                                           std::string(), std::string(), -1);
   if (result != 0) {
     printHexCode("Register Callback API failed, rc = 0x", result);
