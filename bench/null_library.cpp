@@ -1,3 +1,5 @@
+#include "bench/null_library.h"
+
 #include <cstring>
 
 #include "devmgr/callbacks.h"
@@ -12,8 +14,14 @@ Logger logger;
 
 data_info::DataInfo::DataInfo(const DataInfo& other) = default;
 
-int DeviceGetSupportedProperties(int /*deviceType*/, std::vector<std::string>& /*names*/,
+NullLibrary nullLibrary;
+
+int DeviceGetSupportedProperties(int /*deviceType*/, std::vector<std::string>& names,
                                  std::vector<std::string>& /*details*/) {
+  for (int i = 0; i < nullLibrary.names; ++i) {
+    names.push_back("gpu.thermal.temperature.sensor" + std::to_string(i));
+  }
+  if (nullLibrary.afterNames != nullptr) nullLibrary.afterNames();
   return 0;
 }
 

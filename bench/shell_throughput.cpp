@@ -1,20 +1,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "bench/row.h"
 #include "cli/handlers.h"
 #include "devmgr/properties.h"
 
 /// What a line of the shell costs beside a bare loop that makes the same library call and writes
-/// the same bytes, prompt by prompt, without reading or parsing anything. The two take turns; the
-/// best round of each counts.
+/// the same bytes, prompt by prompt, without reading or parsing anything.
 
 namespace {
 
@@ -38,13 +36,6 @@ void shell() {
   std::rewind(stdin);
   boardctl::runShell({});
   std::fflush(stdout);
-}
-
-double nanosecondsPerLine(void (*work)()) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
-  return elapsed.count() / kLines;
 }
 
 /// Runs one round into a file and returns what it wrote.
@@ -82,14 +73,9 @@ int main() {
   std::fflush(stdout);
   const int terminal = dup(STDOUT_FILENO);
   dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-  double bestShell = 1e9;
-  double bestBare = 1e9;
-  for (int round = 0; round < kRounds; ++round) {
-    bestShell = std::min(bestShell, nanosecondsPerLine(shell));
-    bestBare = std::min(bestBare, nanosecondsPerLine(bareLoop));
-  }
+  const bench::Pair best = bench::compare(kRounds, shell, bareLoop);
   dup2(terminal, STDOUT_FILENO);
-  std::printf("shell line     %7.1f ns\nbare loop line %7.1f ns\nratio          %7.2f\n", bestShell,
-              bestBare, bestShell / bestBare);
+  bench::row("shell line, beside the bare loop", best.measured / kLines, best.yardstick / kLines,
+             "ns");
   return 0;
 }

@@ -20,24 +20,25 @@ std::string groupKey(const OptionSpec& entry) {
 CommandLine::CommandLine(std::vector<std::string> args, const std::vector<OptionSpec>& registry)
     : args_(std::move(args)), registry_(registry) {}
 
-void CommandLine::index() {
-  byName_.clear();
-  required_.clear();
-  for (const OptionSpec& entry : registry_) {
-    for (const std::string* name : {&entry.name, &entry.longName}) {
-      if (!name->empty()) byName_[*name] = &entry;
-    }
-    if (entry.presence == Presence::required) required_[groupKey(entry)] = false;
+/// The last entry of that name: a short list is searched faster than a map of it is built.
+const OptionSpec* CommandLine::find(std::string_view word) const {
+  if (word.empty()) return nullptr;
+  for (auto entry = registry_.rbegin(); entry != registry_.rend(); ++entry) {
+    if (entry->name == word || entry->longName == word) return &*entry;
   }
+  return nullptr;
 }
 
 std::int32_t CommandLine::parse() {
-  index();
+  required_.clear();
+  for (const OptionSpec& entry : registry_) {
+    if (entry.presence == Presence::required) required_[groupKey(entry)] = false;
+  }
   for (position_ = 1; position_ < args_.size(); ++position_) {
     const std::string& word = args_[position_];
-    const auto found = byName_.find(word);
-    if (found == byName_.end()) throw std::runtime_error("Uknown argument: " + word + "!");
-    const OptionSpec& entry = *found->second;
+    const OptionSpec* const found = find(word);
+    if (found == nullptr) throw std::runtime_error("Uknown argument: " + word + "!");
+    const OptionSpec& entry = *found;
     const std::string key = groupKey(entry);
     if (entry.presence == Presence::required) required_[key] = true;
     if (entry.presence == Presence::exclusive) {
@@ -72,9 +73,9 @@ void CommandLine::takeWords(const std::string& word, OptionSpec& entry) {
 std::int32_t CommandLine::run() {
   if (selected_.empty()) {
     for (const char* help : {"-h", "--help"}) {
-      const auto found = byName_.find(help);
-      if (found == byName_.end()) continue;
-      found->second->handler(found->second->words);
+      const OptionSpec* const found = find(help);
+      if (found == nullptr) continue;
+      found->handler(found->words);
       return -1;
     }
     static_cast<void>(formatOptionTable(registry_, kUsageIndent, kUsageWidth));

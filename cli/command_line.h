@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/option_spec.h"
@@ -34,13 +35,12 @@ class CommandLine {
   const std::map<std::string, std::unique_ptr<OptionSpec>>& selected() const { return selected_; }
 
  private:
-  void index();
+  const OptionSpec* find(std::string_view word) const;
   void takeWords(const std::string& word, OptionSpec& entry);
 
   std::vector<std::string> args_;
   std::size_t position_ = 1;
   const std::vector<OptionSpec>& registry_;
-  std::map<std::string, const OptionSpec*> byName_;
   std::map<std::string, bool> required_;
   std::map<std::string, std::unique_ptr<OptionSpec>> selected_;
 };

@@ -1,6 +1,5 @@
 #include "cli/option_spec.h"
 
-#include <cctype>
 #include <utility>
 
 namespace boardctl {
@@ -9,7 +8,8 @@ std::int32_t countHintTokens(const std::string& hint) {
   std::int32_t count = 0;
   bool afterBlank = true;
   for (const char character : hint) {
-    const bool blank = std::isspace(static_cast<unsigned char>(character)) != 0;
+    // What isspace says in the C locale, the only one that the tool runs in.
+    const bool blank = character == ' ' || (character >= '\t' && character <= '\r');
     if (afterBlank && !blank) ++count;
     afterBlank = blank;
   }

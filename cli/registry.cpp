@@ -1,6 +1,7 @@
 #include "cli/registry.h"
 
 #include <string>
+#include <utility>
 
 #include "cli/handlers.h"
 
@@ -103,7 +104,9 @@ std::vector<OptionSpec> buildRegistry() {
   entries.reserve(std::size(kRows));
   for (const Row& row : kRows) {
     entries.emplace_back(row.name, row.longName, row.argKind, row.hint, row.presence, row.help,
-                         row.handler);
+                         [handler = row.handler](std::vector<std::string> words) {
+                           return handler(std::move(words));
+                         });
   }
   return entries;
 }

@@ -1,5 +1,7 @@
 #include "cli/usage.h"
 
+#include <string_view>
+
 #include "cli/handlers.h"
 #include "cli/output.h"
 #include "cli/registry.h"
@@ -7,11 +9,26 @@
 namespace boardctl {
 namespace {
 
-std::string optionLabel(const OptionSpec& entry) {
-  std::string label = entry.name;
-  if (!entry.longName.empty()) label.append(", ").append(entry.longName);
-  if (entry.argKind != ArgKind::none) label.append(" ").append(entry.hint);
-  return label;
+void appendLabel(std::string& table, const OptionSpec& entry) {
+  table.append(entry.name);
+  if (!entry.longName.empty()) table.append(", ").append(entry.longName);
+  if (entry.argKind != ArgKind::none) table.append(" ").append(entry.hint);
+}
+
+/// Appends a help text whose lines are cut after `columns` characters, or never when that is 0.
+void appendHelp(std::string& table, std::string_view help, std::string_view newLine,
+                std::size_t columns) {
+  while (true) {
+    std::string_view line = help.substr(0, help.find('\n'));
+    help.remove_prefix(line.size());
+    for (; columns != 0 && line.size() > columns; line.remove_prefix(columns)) {
+      table.append(line.substr(0, columns)).append(newLine);
+    }
+    table.append(line);
+    if (help.empty()) return;
+    table.append(newLine);
+    help.remove_prefix(1);
+  }
 }
 
 }  // namespace
@@ -21,43 +38,32 @@ std::string formatOptionTable(const std::vector<OptionSpec>& registry, std::uint
   const std::string newLine = "\n" + std::string(indent, ' ');
   const std::uint32_t columns = width > indent ? width - indent : 0;
   std::string table;
+  table.reserve(registry.size() * 256);
   for (const OptionSpec& entry : registry) {
-    const std::string label = optionLabel(entry);
-    table += label;
-    if (label.size() >= indent) {
+    const std::size_t start = table.size();
+    appendLabel(table, entry);
+    if (const std::size_t length = table.size() - start; length >= indent) {
       table += newLine;
     } else {
-      table.append(indent - label.size(), ' ');
+      table.append(indent - length, ' ');
     }
-    std::uint32_t column = 0;
-    for (std::size_t i = 0; i < entry.help.size(); ++i) {
-      if (entry.help[i] == '\n') {
-        table += newLine;
-        column = 0;
-        continue;
-      }
-      table += entry.help[i];
-      if (i + 1 == entry.help.size() || entry.help[i + 1] == '\n') continue;
-      ++column;
-      if (column == columns) {
-        table += newLine;
-        column = 0;
-      }
-    }
+    appendHelp(table, entry.help, newLine, columns);
     table += "\n\n";
   }
   return table;
 }
 
 std::int32_t printUsage(std::vector<std::string> /*words*/) {
-  const std::string text =
-      "A Tool for OOB Device Information via Valdor FW OOB Module, ver = " BOARDCTL_VERSION
-      "\n"
-      "<usage>\n"
-      "  ./boardctl [options] <cmd>\n"
-      "\n"
-      "options & cmds:\n" +
-      formatOptionTable(optionRegistry, kUsageIndent, kUsageWidth) +
+  // Before anything is printed: without the memory for it nothing is.
+  const std::string table = formatOptionTable(optionRegistry, kUsageIndent, kUsageWidth);
+  print("A Tool for OOB Device Information via Valdor FW OOB Module, ver = " BOARDCTL_VERSION
+        "\n"
+        "<usage>\n"
+        "  ./boardctl [options] <cmd>\n"
+        "\n"
+        "options & cmds:\n");
+  print(table);
+  print(
       "\n"
       "examples:\n"
       "1. List all supported OOB Device properties,\n"
@@ -70,8 +76,7 @@ std::int32_t printUsage(std::vector<std::string> /*words*/) {
       "gpu.firmware.writeProtectMode 1\n"
       "4. Enter shell mode,\n"
       "   $ ./boardctl -m oob_manifest.json -t oob_properties.json shell\n"
-      "\n";
-  print(text);
+      "\n");
   return 0;
 }
 

@@ -15,17 +15,28 @@ char levelLetter(int level) {
   return index < sizeof kLetters - 1 ? kLetters[index] : 'O';
 }
 
-/// Writes "[" time "]" and returns the number of characters.
-std::size_t writeTimeStamp(char* buffer, std::size_t size) {
+/// Writes `value` right-aligned over the zeros of a field that ends before `end`.
+void writeDigits(char* end, int value) {
+  for (; value > 0; value /= 10) *--end = static_cast<char>('0' + value % 10);
+}
+
+constexpr char kTimeStamp[] = "[00/00/00 00:00:00.000000000]";
+constexpr std::size_t kTimeStampLength = sizeof kTimeStamp - 1;
+
+/// Writes "[" UTC date and time "]", what strftime calls "%D %T" and the nanoseconds.
+void writeTimeStamp(char* buffer) {
   timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
   tm utc = {};
   gmtime_r(&now.tv_sec, &utc);
-  char text[100];
-  if (std::strftime(text, sizeof text, "%D %T", &utc) == 0) text[0] = '\0';
-  const int length =
-      std::snprintf(buffer, size, "[%s.%09ld]", text, static_cast<long>(now.tv_nsec));
-  return static_cast<std::size_t>(length);
+  std::memcpy(buffer, kTimeStamp, kTimeStampLength);
+  writeDigits(buffer + 3, utc.tm_mon + 1);
+  writeDigits(buffer + 6, utc.tm_mday);
+  writeDigits(buffer + 9, utc.tm_year % 100);
+  writeDigits(buffer + 12, utc.tm_hour);
+  writeDigits(buffer + 15, utc.tm_min);
+  writeDigits(buffer + 18, utc.tm_sec);
+  writeDigits(buffer + 28, static_cast<int>(now.tv_nsec));
 }
 
 }  // namespace
@@ -36,9 +47,12 @@ void logWrite(Logger& target, int level, const char* format, ...) {
   const std::lock_guard guard(target.lock);
   if (!target.output.is_open()) return;
 
-  char line[128 + 1 + kLogMessageLength + 1];
+  char line[kTimeStampLength + 1 + kLogMessageLength + 1];
   std::size_t length = 0;
-  if ((level & kLogNoTimeStamp) == 0) length = writeTimeStamp(line, 128);
+  if ((level & kLogNoTimeStamp) == 0) {
+    writeTimeStamp(line);
+    length = kTimeStampLength;
+  }
   line[length++] = levelLetter(level);
 
   char* const message = line + length;

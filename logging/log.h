@@ -39,4 +39,11 @@ inline bool logPasses(const Logger& target, int level) noexcept {
 void logWrite(Logger& target, int level, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+/// `logWrite` to the library's `logger` with the level test made in place, so that a line that is
+/// filtered out costs a few instructions and does not evaluate its arguments. A macro because no
+/// function hands on variable arguments whose format both compilers check.
+#define BOARDCTL_LOG(LEVEL, ...)                                                       \
+  (boardctl::logPasses(logger, LEVEL) ? boardctl::logWrite(logger, LEVEL, __VA_ARGS__) \
+                                      : static_cast<void>(0))
+
 }  // namespace boardctl

@@ -77,13 +77,15 @@ std::string escapePointer(std::string_view key) {
   return escaped;
 }
 
-/// Cuts the parser's own prefix, which repeats the position, and its remark on the last token.
+/// Cuts the parser's own prefix, which repeats the position, and what a long token makes too long.
 std::string reasonOf(std::string_view message) {
   if (const auto at = message.find(": "); at != std::string_view::npos)
     message.remove_prefix(at + 2);
   if (const auto at = message.find("syntax error while parsing "); at == 0) {
     message.remove_prefix(std::strlen("syntax error while parsing "));
   }
+  constexpr std::size_t kLongest = 160;
+  if (message.size() > kLongest) return std::string(message.substr(0, kLongest)) + "...";
   return std::string(message);
 }
 
@@ -191,6 +193,13 @@ class TreeBuilder {
   std::vector<Node*> open_;
 };
 
+/// Names in files and of files may hold control characters; a message stays one line all the same.
+std::string oneLine(std::string message) {
+  std::ranges::replace_if(
+      message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
+  return message;
+}
+
 }  // namespace
 
 std::string_view describe(JsonType type) {
@@ -220,7 +229,7 @@ const Node* Node::find(std::string_view key) const {
 void Node::refuse(const std::string& why) const {
   std::string message = file + ':' + std::to_string(line) + ':' + std::to_string(column) + ": ";
   if (!pointer.empty()) message += pointer + ": ";
-  throw FileError(message + why);
+  throw FileError(oneLine(message + why));
 }
 
 Node parseJson(std::string_view content, const std::string& file) {
@@ -234,12 +243,12 @@ Node parseJson(std::string_view content, const std::string& file) {
 Node readJsonFile(const std::string& file) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw FileError(file + ": cannot be opened: " + std::strerror(errno));
+  if (!stream) throw FileError(oneLine(file + ": cannot be opened: " + std::strerror(errno)));
   std::string content(kMaxBytes + 1, '\0');
   stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-  if (stream.bad()) throw FileError(file + ": cannot be read: " + std::strerror(errno));
+  if (stream.bad()) throw FileError(oneLine(file + ": cannot be read: " + std::strerror(errno)));
   content.resize(static_cast<std::size_t>(stream.gcount()));
-  if (content.size() > kMaxBytes) throw FileError(file + ": larger than 4 MiB");
+  if (content.size() > kMaxBytes) throw FileError(oneLine(file + ": larger than 4 MiB"));
   return parseJson(content, file);
 }
 

@@ -18,6 +18,9 @@ Logger logger;
 namespace sim {
 namespace {
 
+/// As much as the other writer of this log keeps of a message.
+constexpr std::size_t kMaxMessage = 1023;
+
 /// Set up before anybody else logs, and torn down after: the default level, and the buffer through
 /// which lines reach standard output without overtaking what the process prints with stdio.
 struct LogSetup {
@@ -66,7 +69,7 @@ void logLine(Level level, std::string_view message) {
   if (!isLogged(level)) return;
   std::string line = stamp();
   line += letterOf(level);
-  for (const char c : message) {
+  for (const char c : message.substr(0, kMaxMessage)) {
     line += (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) ? '?' : c;
   }
   line += '\n';

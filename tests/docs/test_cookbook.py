@@ -5,7 +5,7 @@ import shutil
 import subprocess
 
 import pytest
-from conftest import ROOT, Boardctl
+from built_program import ROOT, Boardctl
 
 COOKBOOK = (ROOT / "docs/cookbook.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)\n(.*?)^```$", COOKBOOK, re.M | re.S)

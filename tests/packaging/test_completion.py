@@ -151,7 +151,7 @@ def test_rlwrap_completes_and_remembers(tmp_path):
             seen += os.read(master, 65536).decode(errors="replace")
 
     answer(b"", "> ")
-    answer(b"get gpu 0 gpu.power.limit.to\t\r", "Device[gpu0](gpu.power.limit.total) 700")
+    answer(b"get gpu 0 gpu.power.limit.to\t\r", "Device[gpu0](gpu.power.limit.total) 500")
     answer(b"set 0 gpu.power.limit.to\t 450\r", "Set done.")
     answer(b"\x1b[A\x1b[A\r", "Device[gpu0](gpu.power.limit.total) 450")
     os.write(master, b"quit\r")

@@ -77,7 +77,7 @@ def test_only_the_runner_finds_the_simulated_board(install, tmp_path):
     environment = {"PATH": os.environ["PATH"], "LD_PRELOAD": SKIP_WAIT}
     for runner in tmp_path / "bin/boardctl-sim", link:
         printed = run(str(runner), *words, cwd=tmp_path, env=environment)
-        assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 700\n"
+        assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
     command = [tmp_path / "bin/boardctl", *words]
     alone = subprocess.run(
         command, cwd=tmp_path, env=environment, capture_output=True, text=True, check=False

@@ -78,7 +78,7 @@ def test_the_packages_work_together(packages, tmp_path):
         *["-m", str(manifest), "get", "gpu", "7", "gpu.power.limit.total", "0"],
         env={"PATH": os.environ["PATH"], "LD_PRELOAD": SKIP_WAIT},
     )
-    assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 700\n"
+    assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
     library = tmp_path / "usr/lib/boardctl/sim/libdevmgr.so.0"
     checked = subprocess.run([tmp_path / "usr/bin/devmgr-check", library], timeout=60, check=False)
     assert checked.returncode == 0

@@ -68,6 +68,8 @@ TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
         for (int i = 0; i < 32; ++i) pointer += "/0";
         return pointer;
       }() + ": nested too deeply");
+  EXPECT_LT(jsonRefusal("[\"" + std::string(5000, 'x')).size(), 250U);
+  EXPECT_EQ(jsonRefusal(R"({"a\nb": 1, "a\nb": 2})"), "f.json:1:13: /a?b: the key is given twice");
   for (const char* text : {"{", "[", "\"", "{\"a\"", "\x01", "{\"\n\": 1}", "[\"\xff\"]"}) {
     const std::string why = jsonRefusal(text);
     EXPECT_NE(why, "accepted");

@@ -35,9 +35,8 @@ constexpr Change kSet = {
     "setGpuData",
     285,
     [](const Change& change, const Request& request) {
-      logWrite(logger, kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, propValue : %d.\n",
-               __FILE__, 298, change.name, request.deviceId, request.property.c_str(),
-               request.value);
+      BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, propValue : %d.\n", __FILE__,
+                   298, change.name, request.deviceId, request.property.c_str(), request.value);
     },
     [](const Request& request) {
       return DeviceSetData(request.deviceId, request.property.c_str(), &request.value,
@@ -53,8 +52,8 @@ constexpr Change kClear = {
     "clearGpuData",
     362,
     [](const Change& change, const Request& request) {
-      logWrite(logger, kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, 374,
-               change.name, request.deviceId, request.property.c_str());
+      BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, 374,
+                   change.name, request.deviceId, request.property.c_str());
     },
     [](const Request& request) {
       return DeviceClearData(request.deviceId, request.property.c_str(), 0);
@@ -64,7 +63,7 @@ constexpr Change kClear = {
 };
 
 std::int32_t changeProperty(const Change& change, const std::vector<std::string>& words) {
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, change.entryLine, change.name);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, change.entryLine, change.name);
   if (words.size() < change.wordsNeeded) {
     printMissingWords(change.usage);
     return -1;

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <new>
 
 #include "cli/command_line.h"
 #include "cli/handlers.h"
@@ -24,7 +23,8 @@ void holdClosedDescriptors() {
   if (poll(standard, std::size(standard), 0) < 1) return;
   for (const pollfd& entry : standard) {
     if ((entry.revents & POLLNVAL) == 0) continue;
-    static_cast<void>(open("/dev/null", entry.fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    static_cast<void>(entry.fd == STDIN_FILENO ? open("/dev/null", O_WRONLY)
+                                               : open("/dev/null", O_RDONLY));
   }
 }
 
@@ -41,7 +41,7 @@ int runCommandLine(int argc, const char* const* argv) {
   }
   try {
     printUsage({});
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     // The error has been reported; the memory that its usage text needs is not there.
   }
   return 0;

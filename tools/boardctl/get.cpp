@@ -35,7 +35,7 @@ std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std
 
 std::int32_t getGpuData(std::vector<std::string> words) {
   constexpr const char* kName = "getGpuData";
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, 182, kName);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, 182, kName);
   if (words.size() < 3) {
     printMissingWords(kUsage);
     return -1;
@@ -44,9 +44,8 @@ std::int32_t getGpuData(std::vector<std::string> words) {
   const int deviceId = std::stoi(words[1]);
   const std::string& property = words[2];
   const int accessMode = words.size() > 3 ? std::stoi(words[3]) : 0;
-  logWrite(logger, kLogDebug,
-           "[%s:%d][%s]: devId : %d, propName : %s, accMode : %d, devType : %d.\n", __FILE__, 209,
-           kName, deviceId, property.c_str(), accessMode, deviceType);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, accMode : %d, devType : %d.\n",
+               __FILE__, 209, kName, deviceId, property.c_str(), accessMode, deviceType);
 
   const Manager manager;
   if (const std::int32_t result = manager.start(kStartForGet); result != 0) return result;
@@ -71,8 +70,7 @@ std::int32_t getGpuData(std::vector<std::string> words) {
   }
   manager.stop();
   if (failures != 0) {
-    logWrite(logger, kLogError, "[%s:%d][%s]: Failure count : %d.\n", __FILE__, 276, kName,
-             failures);
+    BOARDCTL_LOG(kLogError, "[%s:%d][%s]: Failure count : %d.\n", __FILE__, 276, kName, failures);
   }
   return result;
 }

@@ -1,6 +1,5 @@
 #include "tools/boardctl/output.h"
 
-#include <cstring>
 #include <string>
 
 namespace boardctl {
@@ -26,7 +25,8 @@ void printDecimalCode(std::string_view prefix, std::int32_t code, std::string_vi
 void printMissingWords(std::string_view usage) { print({"Missing params!\n", usage, "\n"}); }
 
 std::string_view bufferText(const char* buffer, std::size_t size) {
-  return {buffer, strnlen(buffer, size)};
+  const std::string_view text(buffer, size);
+  return text.substr(0, text.find('\0'));
 }
 
 }  // namespace boardctl

@@ -183,14 +183,15 @@ void printReply(const Reply& reply) {
 }
 
 std::int32_t sendRaw(const RawCommand& command, const std::vector<std::string>& words) {
-  logWrite(logger, kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, command.name);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, __LINE__, command.name);
   if (words.size() < command.wordsNeeded) {
     printMissingWords(command.usage);
     return -1;
   }
   const Postbox* const postbox = findPostbox(command, words[0]);
   if (postbox == nullptr) {
-    print({"Unknown device [", words[0], "] - supported devices - [gpu, korswitch, fpga]\n"});
+    print(
+        {"Unknown device [", words[0].c_str(), "] - supported devices - [gpu, korswitch, fpga]\n"});
     return -1;
   }
   const Request request = parseRequest(command, words);

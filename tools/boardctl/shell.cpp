@@ -4,8 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
-#include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "cli/handlers.h"
@@ -54,13 +55,17 @@ class LineReader {
     return line;
   }
 
+  /// Whether the last call met the end of input or a read error.
+  bool ended() const { return ended_; }
+
  private:
   /// What one call delivers; `errno` is 0 unless it failed.
   std::string_view read() {
     errno = 0;
     const ssize_t length = getline(&buffer_, &size_, stdin);
-    if (length >= 0) return {buffer_, static_cast<std::size_t>(length)};
-    if (errno == ENOMEM) throw std::bad_alloc();
+    ended_ = length < 0;
+    if (!ended_) return {buffer_, static_cast<std::size_t>(length)};
+    if (errno == ENOMEM) throw std::runtime_error(std::string(std::strerror(ENOMEM)));
     return {};
   }
 
@@ -74,16 +79,11 @@ class LineReader {
     return interrupted_;
   }
 
+  bool ended_ = false;
   std::string interrupted_;
   char* buffer_ = nullptr;
   std::size_t size_ = 0;
 };
-
-void prompt() {
-  print("> ");
-  // Once input has ended nobody waits at the prompt, and prompts then come without end.
-  if (std::feof(stdin) == 0 && std::ferror(stdin) == 0) flushOutput();
-}
 
 /// Takes the next field off the front of `line`: fields lie between single spaces, empty ones are
 /// passed over. Empty at the end of the line. Tabs stay inside fields.
@@ -122,7 +122,9 @@ std::int32_t runShell(std::vector<std::string> /*words*/) {
 
   LineReader input;
   while (true) {
-    prompt();
+    print("> ");
+    // Once input has ended nobody waits at the prompt, and prompts then come without end.
+    if (!input.ended()) flushOutput();
     const std::string_view line = input.next();
     if (line == "quit" || line == "exit") break;
     if (line == "help") {

@@ -8,11 +8,10 @@
 // virtual tables are emitted.
 
 void value_type::ValueType::onChange() {
-  boardctl::logWrite(logger, boardctl::kLogDebug, "[%s][%s]: ValueType\n", typeid(*this).name(),
-                     "onChange");
+  BOARDCTL_LOG(boardctl::kLogDebug, "[%s][%s]: ValueType\n", typeid(*this).name(), "onChange");
 }
 
 void data_info::DataInfo::onChange() {
-  boardctl::logWrite(logger, boardctl::kLogDebug, "[%s][%s]: Entry(DataInfo (%s)).\n",
-                     typeid(*this).name(), "onChange", propertyName.c_str());
+  BOARDCTL_LOG(boardctl::kLogDebug, "[%s][%s]: Entry(DataInfo (%s)).\n", typeid(*this).name(),
+               "onChange", propertyName.c_str());
 }

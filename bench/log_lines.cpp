@@ -1,0 +1,92 @@
+#include <time.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "bench/row.h"
+#include "logging/log.h"
+
+/// The log writer beside one snprintf of the same line, time and all, and one write to a buffered
+/// stream. With an argument it only passes that many lines that are filtered out, and then as many
+/// empty rounds of the same loop, for a count of instructions.
+
+namespace {
+
+constexpr int kLines = 200'000;
+constexpr const char* kFile = "tools/boardctl/get.cpp";
+
+__attribute__((noinline)) void filtered(int lines) {
+  for (int line = 0; line < lines; ++line) {
+    BOARDCTL_LOG(boardctl::kLogDebug, "[%s:%d][%s]: Entry().\n", kFile, line, "getGpuData");
+    asm volatile("" ::: "memory");
+  }
+}
+
+__attribute__((noinline)) void emptyRounds(int lines) {
+  for (int line = 0; line < lines; ++line) asm volatile("" ::: "memory");
+}
+
+void written(int lines) {
+  for (int line = 0; line < lines; ++line) {
+    BOARDCTL_LOG(boardctl::kLogDebug, "[%s:%d][%s]: Entry().\n", kFile, line, "getGpuData");
+  }
+}
+
+void yardstick(std::FILE* file, int lines) {
+  for (int line = 0; line < lines; ++line) {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm utc = {};
+    gmtime_r(&now.tv_sec, &utc);
+    char text[1200];
+    const int length = std::snprintf(
+        text, sizeof text, "[%02d/%02d/%02d %02d:%02d:%02d.%09ld]%c[%s:%d][%s]: Entry().\n",
+        utc.tm_mon + 1, utc.tm_mday, utc.tm_year % 100, utc.tm_hour, utc.tm_min, utc.tm_sec,
+        static_cast<long>(now.tv_nsec), 'D', kFile, line, "getGpuData");
+    std::fwrite(text, 1, static_cast<std::size_t>(length), file);
+  }
+}
+
+template <typename Work>
+void onThreads(int count, Work work) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) threads.emplace_back(work);
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  logger.levelText = "3";
+  if (argc > 1) {
+    const int lines = std::atoi(argv[1]);
+    if (std::strcmp(argv[2], "filtered") == 0) {
+      filtered(lines);
+    } else {
+      emptyRounds(lines);
+    }
+    return 0;
+  }
+
+  const bench::Pair off = bench::compare(
+      9, [] { filtered(100 * kLines); }, [] { emptyRounds(100 * kLines); });
+  bench::row("log line, filtered, beside an empty loop", off.measured / kLines / 100,
+             off.yardstick / kLines / 100, "ns");
+
+  logger.levelText = "4";
+  logger.output.open("/dev/null");
+  std::FILE* const file = std::fopen("/dev/null", "w");
+  for (const int threads : {1, 8}) {
+    const int each = kLines / threads;
+    const bench::Pair on = bench::compare(
+        9, [&] { onThreads(threads, [each] { written(each); }); },
+        [&] { onThreads(threads, [each, file] { yardstick(file, each); }); });
+    bench::row(threads == 1 ? "log line, written, beside snprintf and a buffered write"
+                            : "log line, written, 8 threads at once",
+               on.measured / kLines, on.yardstick / kLines, "ns");
+  }
+  std::fclose(file);
+  return 0;
+}
