@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -94,13 +95,14 @@ TEST_F(Faults, ADelayLetsTimePass) {
 
 TEST_F(Faults, AHangLastsUntilTheManagerIsStopped) {
   startWith(R"({"device": "gpu3", "hang": true})");
-  std::thread stopper([] {
+  std::atomic<bool> stopping = false;
+  std::thread stopper([&stopping] {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    stopping = true;
     GPUManagerStop();
   });
-  const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(get(3, kName), "rc = 17");
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(90));
+  EXPECT_TRUE(stopping);
   stopper.join();
 }
 
