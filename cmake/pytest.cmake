@@ -6,7 +6,7 @@ if(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
 endif()
 
 # boardctl_pytest(name [VARIABLE=value...]): the tests of test_<name>.py in this folder, which find
-# what is built through the environment and what they share in tests/cli/conftest.py.
+# what is built through the environment and what they share in tests/support/built_program.py.
 function(boardctl_pytest file)
   get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
   set(name ${folder}_${file})
@@ -14,7 +14,7 @@ function(boardctl_pytest file)
     COMMAND ${BOARDCTL_PYTEST} -q -p no:cacheprovider ${CMAKE_CURRENT_SOURCE_DIR}/test_${file}.py)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "\
 PYTHONDONTWRITEBYTECODE=1;\
-PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/cli;\
+PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/support:${PROJECT_SOURCE_DIR}/tests/cli;\
 BOARDCTL=$<TARGET_FILE:boardctl>;\
 BOARDCTL_BUILD=${PROJECT_BINARY_DIR};\
 BOARDCTL_SANITIZED=${BOARDCTL_SANITIZED};\

@@ -44,6 +44,11 @@ int guarded(Operation operation) noexcept {
   }
 }
 
+/// Answers a call whose arguments mean nothing.
+int refused(std::string_view entry, sim::Code code = sim::kBadArgument) {
+  return guarded([&] { return manager().refuse(entry, code); });
+}
+
 int copyText(const std::string& text, char* buffer, int size) {
   if (text.size() >= static_cast<std::size_t>(size)) return sim::kBufferTooSmall;
   *std::copy(text.begin(), text.end(), buffer) = '\0';
@@ -73,7 +78,7 @@ int listText(std::string_view entry, std::optional<KindIndex> kind, char* buffer
 int rawRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned char opcode,
                unsigned char arg1, unsigned char arg2, const std::vector<unsigned int>& input,
                std::vector<unsigned int>& output) {
-  if (input.size() < 2) return sim::kBadArgument;
+  if (input.size() < 2) return refused(entry);
   return guarded([&] {
     MailboxReply reply;
     const MailboxRequest request{{kind, deviceId}, opcode, arg1, arg2, input[0], input[1]};
@@ -85,7 +90,7 @@ int rawRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned ch
 
 int syncRequest(std::string_view entry, const MailboxRequest& request, unsigned int* output1,
                 unsigned int* output2, unsigned int* output3) {
-  if (output1 == nullptr || output2 == nullptr || output3 == nullptr) return sim::kBadArgument;
+  if (output1 == nullptr || output2 == nullptr || output3 == nullptr) return refused(entry);
   return guarded([&] {
     MailboxReply reply;
     const int code = manager().request(entry, Operation::rawSyncCmd, request, reply);
@@ -100,7 +105,7 @@ int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned 
                  const std::vector<unsigned int>& input, unsigned int* output1,
                  unsigned int* output2, std::vector<unsigned int>& output,
                  unsigned int outputSize) {
-  if (output1 == nullptr || output2 == nullptr) return sim::kBadArgument;
+  if (output1 == nullptr || output2 == nullptr) return refused(entry);
   return guarded([&] {
     MailboxReply reply;
     const MailboxRequest request{{kind, deviceId}, opcode, 0, 0, input.empty() ? 0 : input[0], 0};
@@ -134,7 +139,7 @@ int GPUSetLogLevel(int level) {
 
 int GPUManagerInit(const char* manifestFile, const char* profileFile, const char* propertiesFile) {
   if (manifestFile == nullptr || profileFile == nullptr || propertiesFile == nullptr) {
-    return sim::kBadArgument;
+    return refused("GPUManagerInit");
   }
   return guarded([&] { return manager().init(manifestFile, profileFile, propertiesFile); });
 }
@@ -152,7 +157,7 @@ int GPUManagerStop() {
 
 int DeviceGetData(int deviceId, const char* propertyName, int /*reserved0*/, int /*reserved1*/,
                   char* buffer, int size, int accessMode, int /*reserved2*/) {
-  if (propertyName == nullptr || buffer == nullptr || size <= 0) return sim::kBadArgument;
+  if (propertyName == nullptr || buffer == nullptr || size <= 0) return refused("DeviceGetData");
   return guarded([&] {
     sim::Reading reading;
     const int code = manager().get(deviceId, propertyName, accessMode, reading);
@@ -164,39 +169,39 @@ int DeviceSetData(int deviceId, const char* propertyName, const void* value, int
                   int /*reserved*/) {
   std::int32_t number = 0;
   if (propertyName == nullptr || value == nullptr || size != sizeof number) {
-    return sim::kBadArgument;
+    return refused("DeviceSetData");
   }
   std::memcpy(&number, value, sizeof number);
   return guarded([&] { return manager().set(deviceId, propertyName, number); });
 }
 
 int DeviceClearData(int deviceId, const char* propertyName, int /*reserved*/) {
-  if (propertyName == nullptr) return sim::kBadArgument;
+  if (propertyName == nullptr) return refused("DeviceClearData");
   return guarded([&] { return manager().clear(deviceId, propertyName); });
 }
 
 int DeviceGetSupportedProperties(int deviceType, char* buffer, int size) {
-  if (buffer == nullptr || size <= 0) return sim::kBadArgument;
+  if (buffer == nullptr || size <= 0) return refused("DeviceGetSupportedProperties");
   const auto kind = sim::kindOfCode(deviceType);
-  if (!kind) return sim::kNoSuchKind;
+  if (!kind) return refused("DeviceGetSupportedProperties", sim::kNoSuchKind);
   return guarded([&] { return listText("DeviceGetSupportedProperties", kind, buffer, size); });
 }
 
 int DeviceGetSupportedProperties(int deviceType, std::vector<std::string>& names,
                                  std::vector<std::string>& details) {
   const auto kind = sim::kindOfCode(deviceType);
-  if (!kind) return sim::kNoSuchKind;
+  if (!kind) return refused("DeviceGetSupportedProperties", sim::kNoSuchKind);
   return guarded(
       [&] { return manager().list("DeviceGetSupportedProperties", kind, names, details); });
 }
 
 int DeviceGetAllSupportedProperties(char* buffer, int size) {
-  if (buffer == nullptr || size <= 0) return sim::kBadArgument;
+  if (buffer == nullptr || size <= 0) return refused("DeviceGetAllSupportedProperties");
   return guarded([&] { return listText("DeviceGetAllSupportedProperties", {}, buffer, size); });
 }
 
 int SnapShotRefreshStatus(bool* running) {
-  if (running == nullptr) return sim::kBadArgument;
+  if (running == nullptr) return refused("SnapShotRefreshStatus");
   *running = false;
   return guarded([&] { return manager().refreshStatus(*running); });
 }

@@ -224,10 +224,23 @@ void Manager::noteLog(std::string_view entry, std::string_view argument, int cod
   }
 }
 
+int Manager::noteRefusal(std::string_view entry, int code) {
+  if (journal_.isOpen()) {
+    JsonLine line;
+    journal_.write(line.add("at", clock_->now()).add("call", entry).add("code", code));
+  }
+  return code;
+}
+
+int Manager::refuse(std::string_view entry, int code) {
+  const std::lock_guard lock(mutex_);
+  return noteRefusal(entry, code);
+}
+
 int Manager::perform(Call& call, int deviceId, JsonLine& line, const Body& body) {
   std::unique_lock lock(mutex_);
   if (!board_) return kNotInitialised;
-  if (!running_) return kNotRunning;
+  if (!running_) return noteRefusal(call.entry, kNotRunning);
   if (stopping_) return kStopped;
   const std::int64_t run = runs_;
   const bool ownCallback = thread_.get_id() == std::this_thread::get_id();

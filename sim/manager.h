@@ -41,6 +41,9 @@ class Manager {
   /// The log's configuration, for the journal.
   void noteLog(std::string_view entry, std::string_view argument, int code);
 
+  /// Journals a call that was refused for its arguments alone; returns `code`.
+  int refuse(std::string_view entry, int code);
+
   int get(int deviceId, const std::string& name, int accessMode, Reading& reading);
   int set(int deviceId, const std::string& name, std::int32_t value);
   int clear(int deviceId, const std::string& name);
@@ -63,6 +66,7 @@ class Manager {
             std::unique_lock<std::mutex>& lock);
   [[nodiscard]] CallFacts factsOf(const Call& call) const;
   static void noteFault(const Faults::Hit& hit, const Call& call, JsonLine& line);
+  int noteRefusal(std::string_view entry, int code);
   int hang(const Call& call, std::unique_lock<std::mutex>& lock);
   [[nodiscard]] bool sameRun(std::int64_t run) const { return run == runs_ && !stopping_; }
 

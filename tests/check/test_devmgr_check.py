@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 import pytest
-from conftest import EMULATOR, ROOT, SIM_LIBRARY, Boardctl
+from built_program import EMULATOR, ROOT, SIM_LIBRARY, Boardctl
 from test_linkage import declared_names
 
 CHECK = os.environ["BOARDCTL_CHECK"]

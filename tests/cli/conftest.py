@@ -1,70 +1,8 @@
-"""Runs the built program: in a folder of its own, in a clean environment, with a time limit."""
-
-import os
-import pathlib
-import shlex
-import shutil
-import subprocess
-import typing
-
 import pytest
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-BOARDCTL = pathlib.Path(os.environ["BOARDCTL"])
-SIM_LIBRARY = pathlib.Path(os.environ["BOARDCTL_SIM_LIBRARY"])
-SKIP_WAIT = pathlib.Path(os.environ["BOARDCTL_SKIP_WAIT"])
-SANITIZED = os.environ["BOARDCTL_SANITIZED"] == "1"
-EMULATOR = shlex.split(os.environ.get("BOARDCTL_EMULATOR", ""))
-
-BOARD = ("-m", "oob_manifest.json", "-t", "oob_properties.json")
-USAGE = (ROOT / "tests/golden/usage.txt").read_text()
-STARTING = "Starting GPU Manager...\n"
-
-
-class Run(typing.NamedTuple):
-    stdout: str
-    stderr: str
-    status: int
-
-
-class Boardctl:
-    """The program, in a folder that holds the example files."""
-
-    def __init__(self, folder):
-        self.folder = folder
-
-    def command(self, *words):
-        if not EMULATOR:
-            return [str(BOARDCTL), *words]
-        # The preloaded library is one for the emulated program, not for the emulator.
-        return [*EMULATOR, "-E", f"LD_PRELOAD={SKIP_WAIT}", str(BOARDCTL), *words]
-
-    @staticmethod
-    def environment():
-        environment = {
-            "PATH": os.environ["PATH"],
-            "LC_ALL": "C",
-            "ASAN_OPTIONS": "verify_asan_link_order=0",
-        }
-        if not EMULATOR:
-            environment["LD_PRELOAD"] = str(SKIP_WAIT)
-        return environment
-
-    def __call__(self, *words, stdin="", timeout=60, **environment):
-        done = subprocess.run(
-            self.command(*words),
-            cwd=self.folder,
-            env=self.environment() | environment,
-            input=stdin.encode("latin-1"),
-            capture_output=True,
-            timeout=timeout,
-            check=False,
-        )
-        return Run(done.stdout.decode("latin-1"), done.stderr.decode("latin-1"), done.returncode)
+from built_program import Boardctl, put_board
 
 
 @pytest.fixture
 def boardctl(tmp_path):
-    for name in ("oob_manifest.json", "oob_properties.json"):
-        shutil.copy(ROOT / "examples" / name, tmp_path)
+    put_board(tmp_path)
     return Boardctl(tmp_path)

@@ -5,7 +5,7 @@ import re
 import subprocess
 
 import pytest
-from conftest import BOARDCTL, EMULATOR, SANITIZED, SIM_LIBRARY
+from built_program import BOARDCTL, EMULATOR, SANITIZED, SIM_LIBRARY
 
 pytestmark = pytest.mark.skipif(SANITIZED, reason="the sanitizers do their own checking")
 FILES = [BOARDCTL, SIM_LIBRARY]

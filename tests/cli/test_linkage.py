@@ -6,7 +6,7 @@ import re
 import subprocess
 
 import pytest
-from conftest import BOARDCTL, ROOT, SANITIZED, SIM_LIBRARY
+from built_program import BOARDCTL, ROOT, SANITIZED, SIM_LIBRARY
 
 BUILD = pathlib.Path(os.environ["BOARDCTL_BUILD"])
 

@@ -2,14 +2,25 @@
 
 import calendar
 import json
+import re
 import time
 
-from conftest import BOARD, STARTING
+from built_program import BOARD, STARTING
 
 RULE = "-" * 61 + "\n"
 NO_SUCH_PROPERTY = 3
 NO_SUCH_KIND = 4
 FILE_REFUSED = 14
+BAD_JSON = (
+    "]Ebad.json:1:2: not JSON: object key - unexpected end of input; expected string literal\n"
+)
+
+
+def refusal(text):
+    """A line of the library's log, without its time stamp."""
+    stamp, line = text[:28], text[28:]
+    assert re.fullmatch(r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}", stamp), text
+    return line
 
 
 def listing(run):
@@ -66,13 +77,14 @@ def test_get_on_a_manager_that_does_not_start(boardctl):
     (boardctl.folder / "bad.json").write_text("{")
     run = boardctl("-m", "bad.json", "get", "gpu", "0", "gpu.nothing", "0")
     assert (run.stdout, run.status) == ("GPU Manager Init failed!!\n", FILE_REFUSED)
-    assert "bad.json:1:2" in run.stderr
+    assert refusal(run.stderr) == BAD_JSON
 
 
 def test_list_goes_on_after_a_failed_init(boardctl):
     (boardctl.folder / "bad.json").write_text("{")
     run = boardctl("-m", "bad.json", "list", "gpu")
     assert (run.stdout, run.status) == ("Get property list failed, rc = 1\n", 1)
+    assert refusal(run.stderr) == BAD_JSON
 
 
 def test_the_log_file_holds_the_lines_of_the_command(boardctl):

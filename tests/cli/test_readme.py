@@ -2,7 +2,7 @@
 
 import re
 
-from conftest import BOARD, ROOT
+from built_program import BOARD, ROOT
 
 README = (ROOT / "README.md").read_text()
 

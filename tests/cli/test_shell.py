@@ -6,7 +6,7 @@ import select
 import subprocess
 import time
 
-from conftest import BOARD, ROOT, USAGE
+from built_program import BOARD, ROOT, USAGE
 
 GOLDEN = ROOT / "tests/golden"
 SESSION_BOARD = (

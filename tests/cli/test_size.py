@@ -10,7 +10,7 @@ import platform
 import subprocess
 
 import pytest
-from conftest import BOARDCTL, EMULATOR, ROOT, SANITIZED
+from built_program import BOARDCTL, EMULATOR, ROOT, SANITIZED
 
 BUDGET = json.loads((ROOT / "tests/data/size_budget.json").read_text())
 EMPTY_LIBRARY = os.environ["BOARDCTL_EMPTY_LIBRARY"]

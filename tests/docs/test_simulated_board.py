@@ -5,7 +5,7 @@ import shutil
 import subprocess
 
 import pytest
-from conftest import ROOT, Boardctl
+from built_program import ROOT, Boardctl
 
 GUIDE = (ROOT / "docs/simulated-board.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)(?: (\S+))?\n(.*?)^```$", GUIDE, re.M | re.S)

@@ -1,24 +1,15 @@
 """Runs the built program over a library that misbehaves, or in surroundings that do."""
 
-import importlib.util
 import os
-import pathlib
-import shutil
 
 import pytest
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-_spec = importlib.util.spec_from_file_location("built_program", ROOT / "tests/cli/conftest.py")
-built_program = importlib.util.module_from_spec(_spec)
-_spec.loader.exec_module(built_program)
+from built_program import Boardctl, put_board
 
 HOSTILE_FOLDER = os.environ["BOARDCTL_HOSTILE_FOLDER"]
-SANITIZED = os.environ["BOARDCTL_SANITIZED"] == "1"
-BOARD, STARTING, USAGE = built_program.BOARD, built_program.STARTING, built_program.USAGE
 MANIFEST = ("-m", "oob_manifest.json")
 
 
-class Hostile(built_program.Boardctl):
+class Hostile(Boardctl):
     """The program over the hostile library, which reads its orders from `orders`."""
 
     def __init__(self, folder):
@@ -46,15 +37,14 @@ class Hostile(built_program.Boardctl):
 
 @pytest.fixture
 def folder(tmp_path):
-    for name in ("oob_manifest.json", "oob_properties.json"):
-        shutil.copy(ROOT / "examples" / name, tmp_path)
+    put_board(tmp_path)
     return tmp_path
 
 
 @pytest.fixture
 def boardctl(folder):
     """Over the simulated board."""
-    return built_program.Boardctl(folder)
+    return Boardctl(folder)
 
 
 @pytest.fixture

@@ -4,7 +4,8 @@ import os
 import re
 
 import pytest
-from conftest import MANIFEST, SANITIZED, USAGE, built_program
+from built_program import SANITIZED, SKIP_WAIT, USAGE
+from conftest import MANIFEST
 
 pytestmark = pytest.mark.skipif(SANITIZED, reason="a sanitizer has an allocator of its own")
 
@@ -26,7 +27,7 @@ def test_each_allocation_of_a_run_may_fail(hostile, name):
     words, stdin = RUNS[name]
     report = hostile.folder / "report"
     shim = os.environ["BOARDCTL_FAIL_ALLOCATION"]
-    preload = f"{built_program.SKIP_WAIT}:{shim}"
+    preload = f"{SKIP_WAIT}:{shim}"
     hostile.orders = "names=3;words=3;journal="
     hostile.extra = {"LD_PRELOAD": preload, "FAIL_REPORT": str(report)}
     normal = hostile(*words, stdin=stdin)

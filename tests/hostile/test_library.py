@@ -1,7 +1,8 @@
 """Every command over a library that answers with anything at all."""
 
 import pytest
-from conftest import MANIFEST, STARTING, USAGE
+from built_program import STARTING, USAGE
+from conftest import MANIFEST
 
 INIT_RUN = ["GPUManagerInit", "GPUManagerRun"]
 STOP = ["GPUManagerStop"]

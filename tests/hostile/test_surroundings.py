@@ -7,7 +7,8 @@ import subprocess
 import time
 
 import pytest
-from conftest import BOARD, MANIFEST, STARTING, USAGE
+from built_program import BOARD, STARTING, USAGE
+from conftest import MANIFEST
 
 NO_SPACE = "[E]Cannot write standard output: No space left on device\n"
 CLOSED = "[E]Cannot write standard output: Bad file descriptor\n"

@@ -50,10 +50,10 @@ TEST(Builtin, ValuesArePlausible) {
     Micro total = 0;
     for (int id = 0; id < 10; ++id) total += number("hsc.power.consumption", id, time);
     EXPECT_EQ(number("fpga.totalhsc.power.consumption", 0, time), total);
-    EXPECT_GT(number("gpu.power.consumption", 7, time), 200 * kUnit);
-    EXPECT_LT(number("gpu.power.consumption", 7, time), 650 * kUnit);
+    EXPECT_GT(number("gpu.power.consumption", 7, time), 149 * kUnit);
+    EXPECT_LT(number("gpu.power.consumption", 7, time), 451 * kUnit);
   }
-  EXPECT_GT(number("gpu.energy.consumption", 0, 100 * kSecond), 20'000 * kUnit);
+  EXPECT_GT(number("gpu.energy.consumption", 0, 100 * kSecond), 15'000 * kUnit);
   for (PropertyIndex i = 0; i < static_cast<PropertyIndex>(world.properties().size()); ++i) {
     EXPECT_FALSE(world.textAt(i, 0, 0).empty()) << world.properties().at(i).name;
   }

@@ -61,6 +61,24 @@ TEST_F(Journal, BeginsWithItsVersionAndWhatCameBeforeTheBoard) {
       << "and a line is on the disk when its call returns";
 }
 
+TEST_F(Journal, HoldsCallsThatAreRefusedBeforeTheyReachTheBoard) {
+  const std::string file = path("journal");
+  ASSERT_EQ(init("\"journal\": \"" + file + "\""), 0);
+  EXPECT_EQ(get(0, kName), "rc = 2");
+  ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  std::vector<std::string> names;
+  std::vector<std::string> details;
+  EXPECT_EQ(DeviceGetSupportedProperties(22, names, details), sim::kNoSuchKind);
+  EXPECT_EQ(DeviceClearData(0, nullptr, 0), sim::kBadArgument);
+  GPUManagerStop();
+  const std::string text = contents(file);
+  for (const char* line : {R"({"at":0,"call":"DeviceGetData","code":2})",
+                           R"({"at":0,"call":"DeviceGetSupportedProperties","code":4})",
+                           R"({"at":0,"call":"DeviceClearData","code":12})"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << line << " is not in\n" << text;
+  }
+}
+
 TEST_F(Journal, AFileThatCannotBeOpenedRefusesTheProfile) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();

@@ -82,6 +82,16 @@ TEST_F(ChangeTest, AnUnsupportedNameIsRefusedAndTheManagerLeftRunning) {
   }
 }
 
+TEST_F(ChangeTest, AnUnsupportedNameIsRefusedOnlyAfterTheWholeWait) {
+  startupWaitMs = 6000;
+  for (const auto handler : {setGpuData, clearGpuData}) {
+    library().calls.clear();
+    run(handler, {"0", "gpu.c", "1"});
+    EXPECT_EQ(library().calls,
+              (Calls{kInit, kRun, "nanosleep(6, 0)", "DeviceGetSupportedProperties(0, 0)"}));
+  }
+}
+
 TEST_F(ChangeTest, AFailedListIsPrintedInDecimalAndLeavesTheManagerRunning) {
   for (const int code : {31, -1, INT32_MIN, INT32_MAX}) {
     for (const auto handler : {setGpuData, clearGpuData}) {

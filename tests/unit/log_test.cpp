@@ -1,9 +1,12 @@
 #include "logging/log.h"
 
+#include <pthread.h>
 #include <time.h>
 
+#include <cerrno>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 #include <thread>
 
 #include "tests/unit/command_test.h"
@@ -123,6 +126,33 @@ TEST_F(LogTest, AFilteredLineTakesNoLock) {
   openLog("3");
   const std::lock_guard held(logger.lock);
   logWrite(logger, kLogDebug, "x\n");
+  EXPECT_EQ(fileText(), "");
+}
+
+TEST_F(LogTest, AFilteredLineIsNotFormatted) {
+  openLog("3");
+  // Formatting this would end the process.
+  logWrite(logger, kLogDebug, "%s\n", reinterpret_cast<const char*>(std::uintptr_t{1}));
+  EXPECT_EQ(fileText(), "");
+}
+
+TEST_F(LogTest, AFailingLockRaisesItsErrorNumber) {
+  openLog("5");
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+  pthread_mutex_init(logger.lock.native_handle(), &attributes);
+  logger.lock.lock();
+  try {
+    logWrite(logger, kLogDebug, "x\n");
+    FAIL() << "a lock held by this very thread was taken";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code().value(), EDEADLK);
+  }
+  logger.lock.unlock();
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_DEFAULT);
+  pthread_mutex_init(logger.lock.native_handle(), &attributes);
+  pthread_mutexattr_destroy(&attributes);
   EXPECT_EQ(fileText(), "");
 }
 

@@ -205,6 +205,11 @@ TEST_F(RawTest, AnyOtherDeviceIsRefusedBeforeTheStart) {
   EXPECT_EQ(library().calls, Calls{});
 }
 
+TEST_F(RawTest, AnUnknownDeviceIsNamedUpToItsFirstNul) {
+  EXPECT_EQ(run(rawData, request(std::string("a\0b", 3))).output,
+            "Unknown device [a] - supported devices - [gpu, korswitch, fpga]\n");
+}
+
 TEST_F(RawTest, TheDeviceIsJudgedBeforeTheNumbers) {
   EXPECT_EQ(run(rawData, Words(13, "zz")).result, -1);
 }

@@ -1,9 +1,12 @@
 #include <pthread.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 
 #include "cli/handlers.h"
 #include "tests/unit/command_test.h"
+#include "tools/boardctl/shell_handlers.h"
 
 namespace boardctl {
 namespace {
@@ -13,7 +16,8 @@ using namespace std::string_literals;
 class ShellTest : public CommandTest {
  protected:
   /// Runs the shell on this text, which has to end it.
-  Outcome type(std::string input) {
+  template <typename Handler = std::int32_t (*)(Words)>
+  Outcome type(std::string input, Handler handler = runShell) {
     std::FILE* const file = fmemopen(input.data(), input.size(), "r");
     std::FILE* const before = stdin;
     stdin = file;
@@ -25,12 +29,24 @@ class ShellTest : public CommandTest {
         std::fclose(file);
       }
     } const restore = {before, file};
-    return run(runShell, {"ignored"});
+    return run(handler, {"ignored"});
   }
 };
 
 std::string readCall(const std::string& name) {
   return "DeviceGetData(0, \"" + name + "\", 0, 0, true, 10240, 0, 0)";
+}
+
+TEST_F(ShellTest, KnowsEachOfItsWords) {
+  const std::vector<std::string_view> words = shellWords();
+  EXPECT_EQ(words.size(), 12u);
+  for (const std::string_view word : words) {
+    if (word == "quit" || word == "exit") {
+      EXPECT_EQ(type(std::string(word) + "\n").output, "> ") << word;
+    } else {
+      EXPECT_NE(type(std::string(word) + "\nquit\n").output, "> > ") << word;
+    }
+  }
 }
 
 TEST_F(ShellTest, StartsOnceRunsCommandsAndStopsOnce) {
@@ -124,6 +140,43 @@ TEST_F(ShellTest, AnErrorLeavesItWithoutAStop) {
   EXPECT_EQ(output_, "> ");
   EXPECT_EQ(library().calls, (Calls{kInit, kRun}));
   EXPECT_TRUE(shellActive);
+}
+
+TEST_F(ShellTest, ABadNumberInAnyCommandLeavesItWithoutAStop) {
+  const std::string raw = " gpu 0 zz 2 3 1 2 3 4 5 6 7 8";
+  for (const std::string& line :
+       {"get gpu 0 a x"s, "set 0 a 2147483648"s, "clear x a"s, "set_callback x GPUGetVendorIdV2"s,
+        "raw" + raw, "rawSyncCmd" + raw, "rawAsyncCmd" + raw}) {
+    shellActive = false;
+    library().calls.clear();
+    EXPECT_THROW(type(line + "\nquit\n"), std::logic_error) << line;
+    EXPECT_EQ(library().calls, (Calls{kInit, kRun})) << line;
+  }
+}
+
+TEST_F(ShellTest, WritesAtMostOncePerPrompt) {
+  const auto writes = [] {
+    std::ifstream file("/proc/self/io");
+    for (std::string key, value; file >> key >> value;) {
+      if (key == "syscw:") return std::stol(value);
+    }
+    return -1L;
+  };
+  if (writes() < 0 || std::getenv("BOARDCTL_EMULATOR") != nullptr) {
+    GTEST_SKIP() << "the system does not count this process's calls";
+  }
+  std::string input;
+  for (int i = 0; i < 100; ++i) input += "get gpu 0 gpu.a\n";
+  long count = 0;
+  const auto counted = [&](const Words&) {
+    const long before = writes();
+    const std::int32_t result = runShell({});
+    count = writes() - before;
+    return result;
+  };
+  type(input + "quit\n", counted);
+  EXPECT_LE(count, 101);
+  EXPECT_GE(count, 1);
 }
 
 TEST_F(ShellTest, TakesALastLineWithoutANewline) {

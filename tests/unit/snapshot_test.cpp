@@ -1,3 +1,5 @@
+#include <stdio_ext.h>
+
 #include "tests/unit/command_test.h"
 #include "tools/boardctl/shell_handlers.h"
 
@@ -19,6 +21,19 @@ TEST_F(SnapshotTest, PrintsWhetherARefreshRuns) {
       EXPECT_EQ(library().calls, Calls{"SnapShotRefreshStatus(false)"});
     }
   }
+}
+
+TEST_F(SnapshotTest, TheStatusDoesNotWaitInTheBuffer) {
+  std::size_t pending = 1;
+  const Outcome outcome = run(
+      [&pending](const Words& words) {
+        const std::int32_t result = snapshotData(words);
+        pending = __fpending(stdout);
+        return result;
+      },
+      {"refresh_status"});
+  EXPECT_EQ(pending, 0U);
+  EXPECT_EQ(outcome.output, "Snapshot Refresh Status: 0\n");
 }
 
 TEST_F(SnapshotTest, WithoutAWordPrintsTheHint) {

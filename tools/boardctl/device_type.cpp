@@ -44,4 +44,10 @@ DeviceType getDeviceType(std::string_view word) {
   return -1;
 }
 
+std::vector<std::string_view> deviceWords() {
+  std::vector<std::string_view> words;
+  for (const Row& row : kRows) words.push_back(row.word);
+  return words;
+}
+
 }  // namespace boardctl

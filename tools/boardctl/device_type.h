@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 namespace boardctl {
 
@@ -14,5 +15,8 @@ inline constexpr DeviceType kDeviceFpga = 2;
 
 /// The code that a word names, compared exactly; -1 for any other word, "all" included.
 DeviceType getDeviceType(std::string_view word);
+
+/// Every word that names a kind, in the order of the codes; for completion.
+std::vector<std::string_view> deviceWords();
 
 }  // namespace boardctl

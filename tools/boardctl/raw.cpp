@@ -190,7 +190,8 @@ std::int32_t sendRaw(const RawCommand& command, const std::vector<std::string>& 
   }
   const Postbox* const postbox = findPostbox(command, words[0]);
   if (postbox == nullptr) {
-    print({"Unknown device [", words[0], "] - supported devices - [gpu, korswitch, fpga]\n"});
+    print(
+        {"Unknown device [", words[0].c_str(), "] - supported devices - [gpu, korswitch, fpga]\n"});
     return -1;
   }
   const Request request = parseRequest(command, words);

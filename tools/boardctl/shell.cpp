@@ -108,6 +108,12 @@ void runLine(std::string_view line) {
 
 }  // namespace
 
+std::vector<std::string_view> shellWords() {
+  std::vector<std::string_view> words = {"help", "quit", "exit"};
+  for (const ShellCommand& command : kCommands) words.push_back(command.word);
+  return words;
+}
+
 std::int32_t runShell(std::vector<std::string> /*words*/) {
   const Manager manager;
   shellActive = true;

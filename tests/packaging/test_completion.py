@@ -1,0 +1,161 @@
+"""Completion in real shells, and that it offers what the program takes."""
+
+import os
+import pty
+import re
+import select
+import subprocess
+import time
+
+import pytest
+import shells
+from conftest import BOARD, BOARDCTL, GENERATED, ROOT
+
+ROWS = [line.split() for line in (ROOT / "tests/data/api_properties.txt").read_text().splitlines()]
+APIS = {name for row in ROWS for name in row[1:]}
+LISTS = (ROOT / "catalogue/property_groups.h").read_text()
+PAGED = set(re.findall(r'^    "([\w.]+)",$', LISTS.partition("kLinkLogic1")[0], re.M))
+PROPERTIES = {name for name in {*(row[0] for row in ROWS), *PAGED} if "." in name}
+
+
+@pytest.fixture(scope="module", params=["bash", "zsh"])
+def shell(request, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("typist")
+    (folder / "oob manifest.json").write_text("{}")
+    (folder / "profiles").mkdir()
+    started = getattr(shells, request.param)(folder, GENERATED / f"boardctl.{request.param}")
+    yield started
+    started.close()
+
+
+def entries(usage):
+    return {name.rstrip(",") for line in usage for name in re.findall(r"^\S+|(?<=, )--\S+", line)}
+
+
+def test_every_option_and_command(shell, usage):
+    assert len(usage) == 15
+    assert shell.candidates("boardctl ") == entries(usage)
+    options = {name for name in entries(usage) if name.startswith("-")}
+    assert shell.candidates("boardctl -") == options
+    assert shell.candidates("boardctl -m x list gpu ") == options
+    assert shell.candidates("boardctl -l 3 get gpu 0 gpu.pcie.vendorId 0 -") == options
+    assert shell.candidates("boardctl -h ") == set()
+
+
+def test_files_after_the_options_that_take_them(shell):
+    for option in "-m", "-p", "-t", "-L":
+        line = shell.complete(f"boardctl {option} oo")
+        assert line.rstrip() == f"boardctl {option} oob\\ manifest.json"
+    assert shell.complete("boardctl -L pro").rstrip("/ ") == "boardctl -L profiles"
+    assert shell.complete("boardctl list oo") == "boardctl list oo"
+
+
+def test_levels_are_those_that_are_accepted(shell):
+    # The level is looked at before the manifest.
+    errors = [
+        subprocess.run(
+            [BOARDCTL, "-l", str(level), "-m", "missing", "shell"],
+            capture_output=True, text=True, timeout=60, check=False,
+        ).stderr
+        for level in range(10)
+    ]  # fmt: skip
+    accepted = {str(level) for level, error in enumerate(errors) if error == "[E]File missing not exist!\n"}
+    assert len(accepted) == 6
+    assert shell.candidates("boardctl -l ") == accepted
+
+
+def test_device_words_are_those_that_are_known(shell, session):
+    offered = shell.candidates("boardctl -m x get ")
+    assert len(offered) == 24
+    assert shell.candidates("boardctl list ") == offered | {"all"}
+    words = sorted(offered | {"all"})
+    refused = "Get property list failed, rc = 4"
+    answers = session([f"list {word}" for word in [*words, "gpux"]])
+    assert [refused in answer for answer in answers] == [False] * len(words) + [True]
+    in_usage = set(re.findall(r"\w+", session(["list"])[0].partition("<DeviceType>")[2]))
+    assert in_usage == offered - {"hostBmc"} | {"all"}
+
+
+@pytest.mark.parametrize("command", ["raw", "rawSyncCmd", "rawAsyncCmd"])
+def test_raw_commands_offer_the_devices_that_have_a_post_box(shell, session, command):
+    words = sorted(shell.candidates("boardctl get "))
+    answers = session([f"{command} {word} 0" + " 1" * 15 for word in words])
+    taken = {word for word, answer in zip(words, answers) if "Unknown device" not in answer}
+    assert shell.candidates(f"boardctl {command} ") == taken
+    assert shell.candidates(f"boardctl {command} gpu ") == set()
+
+
+def test_properties_of_the_kind_that_was_typed(shell):
+    for kind in "gpu", "baseboard", "korlinkBridgeConn":
+        expected = {name for name in PROPERTIES if name.startswith(f"{kind}.")}
+        assert expected
+        assert shell.candidates(f"boardctl -m x get {kind} 0 ") == expected | {"all"}
+        assert shell.candidates(f"boardctl set 0 {kind}.") == expected
+        assert shell.candidates(f"boardctl clear 3 {kind}.") == expected
+    assert shell.candidates("boardctl get cpu 0 ") == {"all"}
+    assert shell.candidates("boardctl get gpu 0 gpu.pcie.vendorId ") == {"0", "1"}
+
+
+def test_every_property_can_be_reached_from_set(shell):
+    kinds = shell.candidates("boardctl set 0 ")
+    reached = {name for kind in kinds for name in shell.candidates(f"boardctl set 0 {kind}")}
+    assert reached == PROPERTIES
+    assert shell.complete("boardctl set 0 standby") == "boardctl set 0 standbyhsc."
+    assert shell.complete("boardctl set 0 gpu.power.limit.t") == "boardctl set 0 gpu.power.limit.total "
+
+
+def test_api_names_of_callbacks(shell):
+    assert len(APIS) == 491
+    assert shell.candidates("boardctl set_callback 0 ") == APIS
+
+
+def test_the_simulated_board_is_completed_alike(shell):
+    assert shell.complete("boardctl-sim -m x she") == "boardctl-sim -m x shell "
+
+
+def test_the_word_list_holds_what_a_session_takes(session):
+    words = (GENERATED / "boardctl.rlwrap").read_text().split()
+    assert words == sorted(set(words), key=str.encode)
+    assert set(words) >= APIS | PROPERTIES
+    rest = sorted(set(words) - APIS - PROPERTIES)
+    listings = session([f"list {word}" for word in rest])
+    devices = {word for word, text in zip(rest, listings) if "rc = 4" not in text}
+    assert len(devices) == 25
+    commands = set(rest) - devices - {"exit", "quit", "refresh_status"}
+    assert all(session(sorted(commands)))
+    assert commands == {*session(["help"])[0].split(), "list", "snapshot"} - {"quit"}
+
+
+def test_rlwrap_completes_and_remembers(tmp_path):
+    # The line that the manual page gives.
+    page = (ROOT / "docs/man/boardctl.1.in").read_text()
+    assert r".Dl rlwrap -b \(aq \(aq boardctl -m" in page
+    master, slave = pty.openpty()
+    subprocess.run(["stty", "cols", "200", "rows", "50"], stdin=slave, check=True)
+    wrapped = subprocess.Popen(
+        ["setsid", "--ctty", "rlwrap", "-b", " ", "-f", GENERATED / "boardctl.rlwrap"]
+        + [BOARDCTL, *BOARD, "shell"],
+        env={"PATH": os.environ["PATH"], "TERM": "vt100", "HOME": str(tmp_path), "LC_ALL": "C"},
+        stdin=slave,
+        stdout=slave,
+        stderr=slave,
+    )
+    os.close(slave)
+
+    def answer(typed, expected):
+        os.write(master, typed)
+        seen = ""
+        end = time.monotonic() + 60
+        while expected not in seen:
+            assert select.select([master], [], [], max(0, end - time.monotonic()))[0], seen
+            seen += os.read(master, 65536).decode(errors="replace")
+
+    answer(b"", "> ")
+    answer(b"get gpu 0 gpu.power.limit.to\t\r", "Device[gpu0](gpu.power.limit.total) 500")
+    answer(b"set 0 gpu.power.limit.to\t 450\r", "Set done.")
+    answer(b"\x1b[A\x1b[A\r", "Device[gpu0](gpu.power.limit.total) 450")
+    os.write(master, b"quit\r")
+    assert wrapped.wait(timeout=60) == 0
+    os.close(master)
+    history = next(tmp_path.glob(".*_history")).read_text()
+    assert history.splitlines()[-1] == "quit"

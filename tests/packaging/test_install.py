@@ -1,0 +1,86 @@
+"""What each component installs, and that the simulated board is only found by who asks for it."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+
+import pytest
+from conftest import BUILD, ROOT, run
+
+SKIP_WAIT = os.environ["BOARDCTL_SKIP_WAIT"]
+
+
+@pytest.fixture
+def install(tmp_path):
+    def files(*components):
+        for component in components:
+            run("cmake", "--install", str(BUILD), "--prefix", str(tmp_path), "--component", component)
+        return {str(path.relative_to(tmp_path)) for path in tmp_path.rglob("*") if not path.is_dir()}
+
+    return files
+
+
+def test_the_tool(install):
+    assert install("tool") == {
+        "bin/boardctl",
+        "share/bash-completion/completions/boardctl",
+        "share/man/man1/boardctl.1",
+        "share/rlwrap/completions/boardctl",
+        "share/zsh/site-functions/_boardctl",
+    }
+
+
+def test_the_check(install):
+    assert install("check") == {"bin/devmgr-check", "share/man/man1/devmgr-check.1"}
+
+
+def test_the_simulated_board(install, tmp_path):
+    files = install("sim")
+    documents = "share/doc/boardctl-sim/"
+    libraries = {name for name in files if ".so" in name}
+    private = ("boardctl", "sim", "libdevmgr.so.0")
+    assert [pathlib.Path(name).parts[-3:] for name in libraries] == [private]
+    assert {name for name in files if not name.startswith(documents)} - libraries == {
+        "bin/boardctl-sim",
+        "share/bash-completion/completions/boardctl-sim",
+        "share/man/man7/boardctl-sim.7",
+    }
+    assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
+        "simulated-board.md",
+        *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
+        *(str(path.relative_to(ROOT)) for path in (ROOT / "schemas").rglob("*.json")),
+    }
+    assert os.readlink(tmp_path / "share/bash-completion/completions/boardctl-sim") == "boardctl"
+
+
+def test_the_documents(install):
+    prefix = "share/doc/boardctl/"
+    expected = {f"{prefix}docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
+    assert install("docs") == {f"{prefix}README.md", *expected}
+
+
+def test_without_a_component_named_everything_is_installed(tmp_path, install):
+    parts = install("tool", "sim", "check", "docs")
+    everything = tmp_path / "everything"
+    run("cmake", "--install", str(BUILD), "--prefix", str(everything))
+    names = {str(path.relative_to(everything)) for path in everything.rglob("*") if not path.is_dir()}
+    assert names == parts
+
+
+def test_only_the_runner_finds_the_simulated_board(install, tmp_path):
+    install("tool", "sim")
+    shutil.copy(ROOT / "examples/oob_manifest.json", tmp_path)
+    link = tmp_path / "elsewhere"
+    link.symlink_to(tmp_path / "bin/boardctl-sim")
+    words = ["-m", "oob_manifest.json", "get", "gpu", "7", "gpu.power.limit.total", "0"]
+    environment = {"PATH": os.environ["PATH"], "LD_PRELOAD": SKIP_WAIT}
+    for runner in tmp_path / "bin/boardctl-sim", link:
+        printed = run(str(runner), *words, cwd=tmp_path, env=environment)
+        assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
+    command = [tmp_path / "bin/boardctl", *words]
+    alone = subprocess.run(
+        command, cwd=tmp_path, env=environment, capture_output=True, text=True, check=False
+    )
+    assert alone.returncode == 127
+    assert "libdevmgr.so.0: cannot open shared object file" in alone.stderr
