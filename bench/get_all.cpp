@@ -11,8 +11,8 @@
 #include "cli/handlers.h"
 #include "tools/boardctl/settings.h"
 
-/// `get` with "all" over growing lists: the time for each property beside that of the shortest
-/// list, and the memory that the command takes beyond the list itself.
+/// `get` with "all" over growing lists: the time for each property once they are listed, beside
+/// that of the shortest list, and the memory that the command takes beyond the list itself.
 
 namespace {
 
@@ -20,19 +20,21 @@ std::size_t live = 0;
 std::size_t peak = 0;
 std::size_t listed = 0;
 
-void startPeak() { listed = peak = live; }
+std::chrono::steady_clock::time_point listedAt;
+
+void onceListed() {
+  listed = peak = live;
+  listedAt = std::chrono::steady_clock::now();
+}
 
 double perProperty(int names) {
   nullLibrary.names = names;
   double best = 1e18;
-  for (int round = 0; round < 9; ++round) {
-    const int turns = 100'000 / names;
-    best = std::min(best, bench::nanoseconds([turns] {
-                            for (int turn = 0; turn < turns; ++turn) {
-                              boardctl::getGpuData({"gpu", "0", "all"});
-                            }
-                          }) / turns /
-                              names);
+  for (int round = 0; round < 500'000 / names; ++round) {
+    boardctl::getGpuData({"gpu", "0", "all"});
+    const std::chrono::duration<double, std::nano> elapsed =
+        std::chrono::steady_clock::now() - listedAt;
+    best = std::min(best, elapsed.count() / names);
   }
   return best;
 }
@@ -63,7 +65,7 @@ int main() {
     double memory;
   } sizes[] = {{10, 0, 0}, {100, 0, 0}, {1000, 0, 0}, {10000, 0, 0}};
   for (auto& size : sizes) {
-    nullLibrary.afterNames = startPeak;
+    nullLibrary.afterNames = onceListed;
     size.time = perProperty(size.names);
     size.memory = static_cast<double>(peak - listed);
   }

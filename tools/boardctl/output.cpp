@@ -1,5 +1,7 @@
 #include "tools/boardctl/output.h"
 
+#include <algorithm>
+#include <memory>
 #include <string>
 
 namespace boardctl {
@@ -7,10 +9,13 @@ namespace boardctl {
 void print(std::initializer_list<std::string_view> pieces) {
   std::size_t size = 0;
   for (const std::string_view piece : pieces) size += piece.size();
-  std::string text;
-  text.reserve(size);
-  for (const std::string_view piece : pieces) text += piece;
-  print(text);
+  // Usual lines are put together without an allocation.
+  char usual[256];
+  const std::unique_ptr<char[]> unusual(size > sizeof usual ? new char[size] : nullptr);
+  char* const text = unusual ? unusual.get() : usual;
+  char* end = text;
+  for (const std::string_view piece : pieces) end = std::copy(piece.begin(), piece.end(), end);
+  print(std::string_view(text, size));
 }
 
 void printHexCode(std::string_view prefix, std::int32_t code) {

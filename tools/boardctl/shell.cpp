@@ -50,7 +50,7 @@ class LineReader {
   /// does not cut a line. Valid until the next call.
   std::string_view next() {
     std::string_view line = read();
-    if (errno == EINTR && !line.ends_with('\n')) line = resume(line);
+    if (!line.ends_with('\n') && errno == EINTR) line = resume(line);
     if (line.ends_with('\n')) line.remove_suffix(1);
     return line;
   }
