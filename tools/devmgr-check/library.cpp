@@ -60,7 +60,7 @@ std::string Library::soname() const {
 std::string Library::cxxNameOf(const std::string& name) const {
   const std::string prefix = "_Z" + std::to_string(name.size()) + name;
   for (std::size_t i = 0; i < symbolCount_; ++i) {
-    const std::string symbol = strings_ + symbols_[i].st_name;
+    std::string symbol = strings_ + symbols_[i].st_name;
     if (symbols_[i].st_shndx != SHN_UNDEF && symbol.starts_with(prefix)) return symbol;
   }
   return {};
