@@ -19,14 +19,17 @@ constexpr std::string_view kUsage =
 /// Reads one property and prints its line; returns the library's result.
 std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std::string& name,
                           int accessMode) {
-  char value[10240] = {};
+  constexpr std::size_t kValueSize = 10240;
+  char value[kValueSize + 1] = {};  // one more for the newline
   print({"Device[", deviceWord, std::to_string(deviceId), "](", name, ") "});
   const std::int32_t result =
-      DeviceGetData(deviceId, name.c_str(), 0, 0, value, sizeof value, accessMode, 0);
+      DeviceGetData(deviceId, name.c_str(), 0, 0, value, kValueSize, accessMode, 0);
   if (result != 0) {
     printHexCode("Get Failed, rc = 0x", result);
   } else {
-    print({bufferText(value, sizeof value), "\n"});
+    const std::size_t length = bufferText(value, kValueSize).size();
+    value[length] = '\n';
+    print(std::string_view(value, length + 1));
   }
   return result;
 }

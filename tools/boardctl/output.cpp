@@ -1,20 +1,25 @@
 #include "tools/boardctl/output.h"
 
-#include <algorithm>
-#include <memory>
 #include <string>
 
 namespace boardctl {
 
 void print(std::initializer_list<std::string_view> pieces) {
+  // Usual lines go out at once; only what is longer is not worth gathering.
+  char text[256];
   std::size_t size = 0;
-  for (const std::string_view piece : pieces) size += piece.size();
-  // Usual lines are put together without an allocation.
-  char usual[256];
-  const std::unique_ptr<char[]> unusual(size > sizeof usual ? new char[size] : nullptr);
-  char* const text = unusual ? unusual.get() : usual;
-  char* end = text;
-  for (const std::string_view piece : pieces) end = std::copy(piece.begin(), piece.end(), end);
+  for (const std::string_view piece : pieces) {
+    if (piece.size() > sizeof text - size) {
+      print(std::string_view(text, size));
+      size = 0;
+      if (piece.size() > sizeof text) {
+        print(piece);
+        continue;
+      }
+    }
+    piece.copy(text + size, piece.size());
+    size += piece.size();
+  }
   print(std::string_view(text, size));
 }
 

@@ -88,7 +88,7 @@ class LineReader {
 /// Takes the next field off the front of `line`: fields lie between single spaces, empty ones are
 /// passed over. Empty at the end of the line. Tabs stay inside fields.
 std::string_view takeField(std::string_view& line) {
-  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  while (line.starts_with(' ')) line.remove_prefix(1);
   const std::string_view field = line.substr(0, line.find(' '));
   line.remove_prefix(field.size());
   return field;
