@@ -186,7 +186,9 @@ Effect raw(const Words& words, const Answers& answers) {
   }
   const int kind = kindOf(words[1]);
   if (kind < 0 || kind > (async ? 1 : 2)) {
-    return {"Unknown device [" + words[1] + "] - supported devices - [gpu, korswitch, fpga]\n",
+    // Printed as a C text.
+    return {std::string("Unknown device [") + words[1].c_str() +
+                "] - supported devices - [gpu, korswitch, fpga]\n",
             {},
             false};
   }
