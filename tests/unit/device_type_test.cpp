@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <string_view>
+#include <vector>
 
 namespace boardctl {
 namespace {
@@ -50,6 +51,14 @@ TEST(DeviceType, GivesMinusOneForAnythingElse) {
     EXPECT_EQ(getDeviceType(word), -1) << word;
   }
   EXPECT_EQ(getDeviceType(std::string_view("gpu\0", 4)), -1);
+}
+
+TEST(DeviceType, ListsItsWordsInTheOrderOfTheirCodes) {
+  std::vector<std::string_view> expected;
+  for (const char* word : kWords) {
+    if (word != nullptr) expected.emplace_back(word);
+  }
+  EXPECT_EQ(deviceWords(), expected);
 }
 
 }  // namespace

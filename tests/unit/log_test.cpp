@@ -108,6 +108,13 @@ TEST_F(LogTest, EndsAMessageAtItsFirstNul) {
   EXPECT_EQ(fileText(), "Da");
 }
 
+TEST_F(LogTest, AMessageThatCannotBeFormattedIsEmpty) {
+  openLog("5");
+  // The C locale has no such character.
+  logWrite(logger, kLogDebug | kLogNoTimeStamp, "a%lcb\n", wint_t{0x20AC});
+  EXPECT_EQ(fileText(), "D");
+}
+
 TEST_F(LogTest, WritesNothingToAClosedOutput) {
   logger.levelText = "5";
   logWrite(logger, kLogDebug, "x\n");

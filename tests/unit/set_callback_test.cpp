@@ -143,6 +143,15 @@ TEST_F(SetCallbackTest, EachCallWritesOneLineAndKeepsNoCopy) {
       << lines[0];
 }
 
+TEST_F(SetCallbackTest, BelowTheDebugLevelUpdatesLeaveNoLine) {
+  run(registerCallbackApi, {"0", kApi});
+  openLog("3");
+  data_info::DataInfo update;
+  library().callback(1, update, 2);
+  update.onChange();
+  EXPECT_EQ(logLines(), std::vector<std::string>{});
+}
+
 TEST_F(SetCallbackTest, ACallThatLeavesByAnExceptionKeepsNoCopyEither) {
   run(registerCallbackApi, {"0", kApi});
   openLog("4");

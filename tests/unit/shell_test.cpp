@@ -1,6 +1,10 @@
 #include <pthread.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <stdexcept>
 
@@ -15,10 +19,36 @@ using namespace std::string_literals;
 
 class ShellTest : public CommandTest {
  protected:
+  /// What one read of standard input delivers: text, nothing at its end, or an error.
+  struct Delivery {
+    std::string text;
+    int error = 0;
+  };
+
   /// Runs the shell on this text, which has to end it.
   template <typename Handler = std::int32_t (*)(Words)>
   Outcome type(std::string input, Handler handler = runShell) {
-    std::FILE* const file = fmemopen(input.data(), input.size(), "r");
+    return runOn(fmemopen(input.data(), input.size(), "r"), handler);
+  }
+
+  /// Runs the shell on standard input that is delivered in these pieces.
+  Outcome deliver(std::vector<Delivery> deliveries) {
+    std::reverse(deliveries.begin(), deliveries.end());
+    const auto read = [](void* cookie, char* buffer, std::size_t) -> ssize_t {
+      auto& left = *static_cast<std::vector<Delivery>*>(cookie);
+      if (left.empty()) std::abort();
+      const Delivery next = left.back();
+      left.pop_back();
+      errno = next.error;
+      if (next.error != 0) return -1;
+      return static_cast<ssize_t>(next.text.copy(buffer, next.text.size()));
+    };
+    return runOn(fopencookie(&deliveries, "r", {read, nullptr, nullptr, nullptr}), runShell);
+  }
+
+ private:
+  template <typename Handler>
+  Outcome runOn(std::FILE* file, Handler handler) {
     std::FILE* const before = stdin;
     stdin = file;
     struct Restore {
@@ -181,6 +211,27 @@ TEST_F(ShellTest, WritesAtMostOncePerPrompt) {
 
 TEST_F(ShellTest, TakesALastLineWithoutANewline) {
   EXPECT_EQ(type("snapshot refresh_status\nquit").output, "> Snapshot Refresh Status: 0\n> ");
+}
+
+TEST_F(ShellTest, ASignalDoesNotCutALine) {
+  EXPECT_EQ(deliver({{"", EINTR}, {"quit\n"}}).output, "> ");
+  EXPECT_EQ(
+      deliver({{"he"}, {"", EINTR}, {"", EINTR}, {"l"}, {"p\nq"}, {"", EINTR}, {"uit\n"}}).output,
+      type("help\nquit\n").output);
+  EXPECT_EQ(deliver({{"quit"}, {"", EINTR}, {""}}).output, "> ");
+}
+
+TEST_F(ShellTest, AReadThatFailsDeliversWhatItHas) {
+  EXPECT_EQ(deliver({{"help\nqu"}, {"it"}, {"", EIO}}).output, type("help\nquit\n").output);
+}
+
+TEST_F(ShellTest, NoMemoryForALineIsAnError) {
+  try {
+    deliver({{"", ENOMEM}});
+    FAIL() << "a line was read without memory";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), std::strerror(ENOMEM));
+  }
 }
 
 TEST_F(ShellTest, TakesALongLine) {

@@ -123,7 +123,8 @@ constexpr RawCommand kRawAsync = {
     printAsyncHeader,
     // Only the third number reaches the library's request byte; the first is the reply's size.
     [](const Postbox& postbox, const Request& request, Reply& reply) {
-      reply = {Words(1), Words(1), Words()};
+      reply.assign(2, Words(1));
+      reply.emplace_back();
       return postbox.async(request.deviceId, lowByte(request.numbers[2]), request.data,
                            reply[0].data(), reply[1].data(), reply[2],
                            static_cast<unsigned>(request.numbers[0]), false);
