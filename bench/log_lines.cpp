@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -56,6 +57,19 @@ void onThreads(int count, Work work) {
   for (std::thread& thread : threads) thread.join();
 }
 
+/// A row for one thread and one for 8 that share the lines.
+template <typename Work, typename Yardstick>
+void rows(const std::string& what, int lines, Work work, Yardstick yardstick) {
+  for (const int threads : {1, 8}) {
+    const int each = lines / threads;
+    const bench::Pair best = bench::compare(
+        9, [&] { onThreads(threads, [&work, each] { work(each); }); },
+        [&] { onThreads(threads, [&yardstick, each] { yardstick(each); }); });
+    const std::string row = what + (threads == 1 ? "" : ", 8 threads at once");
+    bench::row(row.c_str(), best.measured / lines, best.yardstick / lines, "ns");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -70,23 +84,13 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  const bench::Pair off = bench::compare(
-      9, [] { filtered(100 * kLines); }, [] { emptyRounds(100 * kLines); });
-  bench::row("log line, filtered, beside an empty loop", off.measured / kLines / 100,
-             off.yardstick / kLines / 100, "ns");
+  rows("log line, filtered, beside an empty loop", 100 * kLines, filtered, emptyRounds);
 
   logger.levelText = "4";
   logger.output.open("/dev/null");
   std::FILE* const file = std::fopen("/dev/null", "w");
-  for (const int threads : {1, 8}) {
-    const int each = kLines / threads;
-    const bench::Pair on = bench::compare(
-        9, [&] { onThreads(threads, [each] { written(each); }); },
-        [&] { onThreads(threads, [each, file] { yardstick(file, each); }); });
-    bench::row(threads == 1 ? "log line, written, beside snprintf and a buffered write"
-                            : "log line, written, 8 threads at once",
-               on.measured / kLines, on.yardstick / kLines, "ns");
-  }
+  rows("log line, written, beside snprintf and a buffered write", kLines, written,
+       [file](int lines) { yardstick(file, lines); });
   std::fclose(file);
   return 0;
 }
