@@ -42,28 +42,12 @@ def test_an_error_is_followed_by_the_usage_and_status_0(boardctl, words, message
     assert boardctl(*words) == (USAGE, f"[E]{message}\n", 0)
 
 
-def merged(boardctl, *words, stdin=b""):
-    """Both outputs on one stream, in the order in which they were written."""
-    done = subprocess.run(
-        boardctl.command(*words),
-        cwd=boardctl.folder,
-        env=boardctl.environment(),
-        input=stdin,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        timeout=60,
-        check=False,
-    )
-    assert done.returncode == 0
-    return done.stdout.decode()
-
-
 def test_the_error_line_comes_before_the_usage(boardctl):
-    assert merged(boardctl, "bogus") == "[E]Uknown argument: bogus!\n" + USAGE
+    assert boardctl.merged("bogus") == "[E]Uknown argument: bogus!\n" + USAGE
 
 
 def test_what_a_command_has_printed_comes_before_its_error(boardctl):
-    printed = merged(boardctl, *BOARD, "shell", stdin=b"get gpu x y\n")
+    printed = boardctl.merged(*BOARD, "shell", stdin="get gpu x y\n")
     assert printed == "> [E]stoi\n" + USAGE
 
 

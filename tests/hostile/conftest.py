@@ -25,9 +25,9 @@ class Hostile(Boardctl):
             **self.extra,
         }
 
-    def __call__(self, *words, **options):
+    def run(self, *words, **options):
         (self.folder / "journal").unlink(missing_ok=True)
-        return super().__call__(*words, **options)
+        return super().run(*words, **options)
 
     def calls(self):
         """What the program asked of the library in its last run, in order."""

@@ -202,6 +202,7 @@ def test_an_exception_of_the_library(hostile, command, call, before):
         hostile.orders = f"names=1;throw.{call}={kind}"
         assert hostile(*MANIFEST, *command) == (before + USAGE, message, 0)
         assert hostile.calls()[-1] == call
+        assert hostile.merged(*MANIFEST, *command) == before + message + USAGE
     # What is no standard exception ends the process at once, as documented: nothing is said twice.
     hostile.orders = f"names=1;throw.{call}=other"
     run = hostile(*MANIFEST, *command)

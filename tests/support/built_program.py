@@ -48,17 +48,27 @@ class Boardctl:
             environment["LD_PRELOAD"] = str(SKIP_WAIT)
         return environment
 
-    def __call__(self, *words, stdin="", timeout=60, **environment):
-        done = subprocess.run(
+    def __call__(self, *words, **options):
+        done = self.run(*words, stderr=subprocess.PIPE, **options)
+        return Run(done.stdout.decode("latin-1"), done.stderr.decode("latin-1"), done.returncode)
+
+    def merged(self, *words, **options):
+        """Both outputs on one stream, in the order in which they were written; status 0."""
+        done = self.run(*words, stderr=subprocess.STDOUT, **options)
+        assert done.returncode == 0
+        return done.stdout.decode("latin-1")
+
+    def run(self, *words, stderr, stdin="", timeout=60, **environment):
+        return subprocess.run(
             self.command(*words),
             cwd=self.folder,
             env=self.environment() | environment,
             input=stdin.encode("latin-1"),
-            capture_output=True,
+            stdout=subprocess.PIPE,
+            stderr=stderr,
             timeout=timeout,
             check=False,
         )
-        return Run(done.stdout.decode("latin-1"), done.stderr.decode("latin-1"), done.returncode)
 
 
 def put_board(folder):
