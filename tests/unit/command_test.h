@@ -33,7 +33,10 @@ class CommandTest : public testing::Test {
     boardctl::shellActive = false;
     boardctl::startupWaitMs = 0;
   }
-  ~CommandTest() override { resetLibrary(); }
+  ~CommandTest() override {
+    resetLibrary();
+    if (!logFile_.empty()) std::remove(logFile_.c_str());
+  }
 
   /// Runs a handler and collects what it writes to standard output.
   template <typename Handler>

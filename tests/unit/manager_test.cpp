@@ -9,6 +9,10 @@
 namespace boardctl {
 namespace {
 
+// Before any test has set them.
+const std::int32_t kInitialWaitMs = startupWaitMs;
+const bool kInitiallyInShell = shellActive;
+
 class ManagerTest : public CommandTest {
  protected:
   Calls sleepCalls() {
@@ -128,6 +132,11 @@ TEST_F(ManagerTest, TheWaitIsSecondsAndNanoseconds) {
     run([](const Words&) { return Manager().start(kStartForGet); }, {});
     EXPECT_EQ(sleepCalls(), row.calls);
   }
+}
+
+TEST_F(ManagerTest, TheWaitTakesSixSecondsOutsideTheShellUnlessSet) {
+  EXPECT_EQ(kInitialWaitMs, 6000);
+  EXPECT_FALSE(kInitiallyInShell);
 }
 
 TEST_F(ManagerTest, AnInterruptedSleepGoesOnForTheRest) {
