@@ -56,7 +56,6 @@ void logWrite(Logger& target, int level, const char* format, ...) {
   line[length++] = levelLetter(level);
 
   char* const message = line + length;
-  message[0] = '\0';
   va_list arguments;
   va_start(arguments, format);
   const int written = std::vsnprintf(message, kLogMessageLength + 1, format, arguments);

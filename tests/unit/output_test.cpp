@@ -64,5 +64,11 @@ TEST_F(OutputTest, RemembersTheFirstFailureOfAnyWayToPrint) {
   EXPECT_EQ(takeOutputError(), 0);
 }
 
+TEST_F(OutputTest, PrintingNothingDoesNotFail) {
+  errno = EIO;
+  EXPECT_EQ(printed([] { printFormat("%s", ""); }), "");
+  EXPECT_EQ(takeOutputError(), 0);
+}
+
 }  // namespace
 }  // namespace boardctl
