@@ -15,6 +15,11 @@ target_compile_options(boardctl_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op>)
 target_include_directories(boardctl_options INTERFACE ${PROJECT_SOURCE_DIR})
 
+# Times beyond 2038 on 32-bit machines need the 64-bit interface, which in turn needs large files.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(boardctl_options INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+
 # Hardening, where the compiler offers it for the machine. The sanitizers do their own checking.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   include(CheckCXXCompilerFlag)

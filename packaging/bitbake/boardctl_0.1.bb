@@ -20,9 +20,6 @@ EXTRA_OECMAKE += "${@bb.utils.contains('PTEST_ENABLED', '1', '${PTEST_OPTIONS}',
 PTEST_OPTIONS = "-DBOARDCTL_TESTS=ON -DBOARDCTL_GOOGLETEST:PATH= -DBOARDCTL_TEST_ROOT:PATH=${PTEST_PATH} \
     -DBOARDCTL_PYTEST=${bindir}/pytest -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"
 
-# Times beyond 2038 on 32-bit machines.
-CXXFLAGS:append:arm = " -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64"
-
 do_install_ptest() {
     DESTDIR=${D} cmake --install ${B} --component ptest
 }

@@ -50,6 +50,13 @@ def test_the_interface_declares_23_symbols():
     assert len(declared_names()) == 23
 
 
+@pytest.mark.skipif(SANITIZED, reason="the sanitizers put their own functions in between")
+def test_times_reach_beyond_2038():
+    taken = re.findall(r"\b(clock_gettime|gmtime_r|nanosleep)@", readelf("--dyn-syms", BOARDCTL))
+    plain_names = {"ELF32": 0, "ELF64": 3}
+    assert len(taken) == plain_names[re.search(r"ELF\d\d", readelf("-h", BOARDCTL))[0]]
+
+
 def test_takes_from_the_library_exactly_what_the_interface_declares():
     assert dynamic_symbols(BOARDCTL, defined=False) == declared_names()
 
