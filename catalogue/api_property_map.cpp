@@ -65,6 +65,7 @@ constexpr Table kTable = [] {
   }
   return table;
 }();
+static_assert(kTable.offsets.back() == kTextSize);
 
 }  // namespace
 
