@@ -169,6 +169,15 @@ TEST_F(GetTest, LogsItsEntryAndItsArguments) {
                 "accMode : 1, devType : 2."}));
 }
 
+TEST_F(GetTest, AnUnknownKindIsLoggedAsMinusOneAndReadAllTheSame) {
+  openLog("4");
+  run(getGpuData, {"nothing", "3", "a"});
+  EXPECT_EQ(logLines().back(),
+            "D[tools/boardctl/get.cpp:209][getGpuData]: devId : 3, propName : a, accMode : 0, "
+            "devType : -1.");
+  EXPECT_EQ(callsWhileRunning().size(), 1U);
+}
+
 TEST_F(GetTest, WithTooFewWordsNothingIsStarted) {
   openLog("4");
   for (const Words& words : {Words{}, Words{"gpu"}, Words{"gpu", "x"}}) {

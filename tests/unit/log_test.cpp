@@ -116,8 +116,10 @@ TEST_F(LogTest, AMessageThatCannotBeFormattedIsEmpty) {
 }
 
 TEST_F(LogTest, WritesNothingToAClosedOutput) {
-  logger.levelText = "5";
-  logWrite(logger, kLogDebug, "x\n");
+  for (const char* text : {"0", "5", "\xff"}) {
+    logger.levelText = text;
+    for (int level = 0; level <= 6; ++level) logWrite(logger, level, "x\n");
+  }
   EXPECT_FALSE(logger.output.is_open());
   EXPECT_TRUE(logger.output.good());
 }
