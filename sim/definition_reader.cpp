@@ -9,7 +9,7 @@ namespace sim {
 namespace {
 
 // Interpolation multiplies the span of a walk by 2^16, which has to fit.
-constexpr Micro kMaxWalkSpan = 100'000'000 * kUnit;
+constexpr std::uint64_t kMaxWalkSpan = 100'000'000 * kUnit;
 constexpr std::int64_t kMaxPeriodMs = 86'400'000;
 constexpr std::int64_t kDefaultWalkPeriodMs = 10'000;
 
@@ -76,7 +76,9 @@ std::pair<Decimal, Decimal> readBounds(const Node& node) {
 
 Model readWalk(const NameTable& /*names*/, const Node& object, const Node& member, Format& format) {
   const auto [low, high] = readBounds(member);
-  if (high.value - low.value > kMaxWalkSpan) member.refuse("a walk spans at most 100000000");
+  // Unsigned: the difference of the outermost numbers is beyond the signed range.
+  const auto span = static_cast<std::uint64_t>(high.value) - static_cast<std::uint64_t>(low.value);
+  if (span > kMaxWalkSpan) member.refuse("a walk spans at most 100000000");
   widen(format, low);
   widen(format, high);
   std::int64_t period = kDefaultWalkPeriodMs;

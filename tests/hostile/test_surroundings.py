@@ -94,11 +94,19 @@ def test_a_closed_output_is_not_taken_over_by_the_log(hostile):
     assert all(line.startswith("[") for line in lines)
 
 
+def test_an_error_does_not_go_into_the_log_when_its_own_stream_is_closed(hostile):
+    words = (*MANIFEST, "-l", "4", "-L", "log", "get", "gpu", "x", "y", "0")
+    run = finish(start(hostile, *words, stderr=None, preexec_fn=lambda: os.close(2)))
+    assert run == (USAGE.encode(), "", 0)
+    lines = (hostile.folder / "log").read_text().splitlines()
+    assert len(lines) == 1
+    assert lines[0].endswith("[getGpuData]: Entry().")
+
+
 def test_all_standard_streams_closed(hostile):
-    words = (*MANIFEST, "-l", "4", "-L", "log", "bogus")
-    for extra in ((), ("get", "gpu", "0", "x", "0")):
+    for command in (("bogus",), ("get", "gpu", "0", "x", "0")):
         process = start(
-            hostile, *words[: 4 + 2], *extra,
+            hostile, *MANIFEST, "-l", "4", "-L", "log", *command,
             stdin=None, stdout=None, stderr=None,
             preexec_fn=lambda: [os.close(fd) for fd in range(3)],
         )  # fmt: skip

@@ -124,6 +124,12 @@ TEST(Properties, RefusalsNameThePlaceAndTheReason) {
             "p.json:1:52: /properties/gpu.x/perSecond: 'perSecond' does not go with 'value'");
   EXPECT_EQ(propertyRefusal(R"({"walk": [5, 1]})"),
             "p.json:1:35: /properties/gpu.x/walk: the lowest number comes first");
+  EXPECT_EQ(propertyRefusal(R"({"walk": [0, 100000000]})"), "accepted");
+  for (const char* walk :
+       {R"({"walk": [0, 100000001]})", R"({"walk": [-9000000000000, 9000000000000]})"}) {
+    EXPECT_EQ(propertyRefusal(walk),
+              "p.json:1:35: /properties/gpu.x/walk: a walk spans at most 100000000");
+  }
   EXPECT_EQ(propertyRefusal(R"({"walc": [1, 5]})"),
             "p.json:1:35: /properties/gpu.x/walc: unknown key 'walc'; did you mean 'walk'?");
   EXPECT_EQ(propertyRefusal(R"({"sum": "gpu.y"})"),

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -37,6 +38,20 @@ TEST_F(OptionsTest, AFileOptionKeepsTheNameAsTyped) {
     EXPECT_EQ(*option.setting, name);
   }
   EXPECT_TRUE(library().calls.empty());
+}
+
+TEST_F(OptionsTest, AFileOptionLeavesNoFileOpen) {
+  const std::string name = testing::TempDir() + "left open";
+  std::ofstream(name) << "anything";
+  const auto nextDescriptor = [&name] {
+    const int file = open(name.c_str(), O_RDONLY);
+    close(file);
+    return file;
+  };
+  const int before = nextDescriptor();
+  ASSERT_GE(before, 0);
+  for (const FileOption& option : kFileOptions) option.handler({name});
+  EXPECT_EQ(nextDescriptor(), before);
 }
 
 TEST_F(OptionsTest, AFileOptionRefusesAFileThatDoesNotOpenAndKeepsTheOldName) {
