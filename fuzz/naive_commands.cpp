@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <set>
+#include <sstream>
 
-#include "catalogue/api_property_map.h"
 #include "fuzz/naive.h"
 
 namespace naive {
@@ -154,11 +157,28 @@ Effect list(const Words& words, const Answers& answers) {
   return effect;
 }
 
+bool isApiName(const std::string& word) {
+  static const std::set<std::string> names = [] {
+    std::set<std::string> read;
+    std::ifstream file(FUZZ_API_PROPERTIES);
+    // A property, then the names under which it is known.
+    for (std::string line; std::getline(file, line);) {
+      std::istringstream words(line);
+      std::string property;
+      words >> property;
+      for (std::string name; words >> name;) read.insert(name);
+    }
+    if (read.empty()) std::abort();
+    return read;
+  }();
+  return names.contains(word);
+}
+
 Effect callback(const Words& words, const Answers& answers) {
   if (words.size() < 3) return missing(" <devId> <apiName>");
   const Number id = decimal(words[1]);
   if (id.error != Number::Error::none) return {"", {}, true};
-  if (!catalogue::ApiPropertyMap.contains(words[2])) {
+  if (!isApiName(words[2])) {
     return {"API Name not found.\n", {}, false};
   }
   Effect effect;

@@ -45,6 +45,7 @@ def test_each_allocation_of_a_run_may_fail(hostile, name):
             # Reported in one line, or met inside the library or C library, which answered with a
             # code or a failed open.
             assert run.status in (normal.status, 0), where
+            assert run.stdout == normal.stdout or run.stderr, where
             assert re.fullmatch(r"(\[E\][^\n]+\n)?", run.stderr), where
             printed = run.stdout.removesuffix(USAGE)
             assert body.startswith(printed) or printed in (USAGE, ""), where

@@ -35,6 +35,8 @@ ASYNC_HEADER = (
     "gpu devId : 0, opcode : 0x1 arg1 : 0x2 arg2 : 0x3 : dataOutSize : 4 dataIn0 : 0x03020100 "
     "dataIn1 : 0x07060504 dataIn2 : 0x000a0908 \n"
 )
+ASYNC_KORSWITCH = ("rawAsyncCmd", "korswitch", *ASYNC[2:])
+ASYNC_KORSWITCH_HEADER = ASYNC_HEADER.replace("gpu", "korswitch")
 GET = ("get", "gpu", "0", "p0nnnnnn", "0")
 GET_ALL = ("get", "gpu", "0", "all", "0")
 SET = ("set", "0", "p0nnnnnn", "1")
@@ -65,6 +67,8 @@ FAILURES = [
      STARTING + header("fpga") + "Raw Syncmd failed, rc = 0x{1}\n", True),
     (ASYNC, "TesselAsyncCmdGpu",
      STARTING + ASYNC_HEADER + "Raw Asynccmd failed, rc = 0x{1}\n", True),
+    (ASYNC_KORSWITCH, "TesselAsyncCmdKorswitch",
+     STARTING + ASYNC_KORSWITCH_HEADER + "Raw Asynccmd failed, rc = 0x{1}\n", True),
 ]  # fmt: skip
 
 
@@ -180,6 +184,8 @@ RAISING = [
     (GET, "DeviceGetData", STARTING + "Device[gpu0](p0nnnnnn) "),
     (GET, "GPUManagerStop", STARTING + "Device[gpu0](p0nnnnnn) value\n"),
     (GET_ALL, NAMES, STARTING),
+    (SET, NAMES, STARTING),
+    (CLEAR, NAMES, STARTING),
     (SET, "DeviceSetData", STARTING),
     (SET, "GPUManagerStop", STARTING + "Set done.\n"),
     (CLEAR, "DeviceClearData", STARTING),
@@ -190,6 +196,7 @@ RAISING = [
     (raw("rawSyncCmd", "korswitch"), "TesselSyncCmdKorswitch", STARTING + header("korswitch")),
     (raw("rawSyncCmd", "fpga"), "TesselSyncCmdFpga", STARTING + header("fpga")),
     (ASYNC, "TesselAsyncCmdGpu", STARTING + ASYNC_HEADER),
+    (ASYNC_KORSWITCH, "TesselAsyncCmdKorswitch", STARTING + ASYNC_KORSWITCH_HEADER),
     (("set_callback", "0", API), "DeviceSetCallbackUpdateData", STARTING),
 ]
 
@@ -216,6 +223,10 @@ def test_an_exception_leaves_the_shell_without_a_stop(hostile):
     run = hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nget gpu 0 x\nget gpu 1 y\nquit\n")
     assert run == ("> Snapshot Refresh Status: 1\n> Device[gpu0](x) " + USAGE, HOSTILE_TEXT, 0)
     assert hostile.calls() == [*INIT_RUN, "SnapShotRefreshStatus", "DeviceGetData"]
+    hostile.orders = "throw.SnapShotRefreshStatus=std"
+    run = hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nquit\n")
+    assert run == ("> " + USAGE, HOSTILE_TEXT, 0)
+    assert hostile.calls() == [*INIT_RUN, "SnapShotRefreshStatus"]
 
 
 LOG = ("-l", "5", "-L", "log")
