@@ -62,7 +62,10 @@ class PropertyReader : public NameTable {
       db_.properties_[i].definition.salt = saltOf(db_.properties_[i].name);
     }
     for (const Topology::Override& place : topology.overrides) applyOverride(place);
-    for (std::size_t i = 0; i < db_.properties_.size(); ++i) visit(static_cast<PropertyIndex>(i));
+    needs_.resize(db_.properties_.size());
+    for (std::size_t i = 0; i < db_.properties_.size(); ++i) {
+      visit(static_cast<PropertyIndex>(i), topology);
+    }
     for (std::size_t i = 0; i < db_.properties_.size(); ++i) {
       const auto kind = static_cast<std::size_t>(db_.properties_[i].kind);
       db_.byKind_[kind].push_back(static_cast<PropertyIndex>(i));
@@ -143,6 +146,10 @@ class PropertyReader : public NameTable {
     for (const Node& entry : entries.items) {
       Definition& definition = record.entries.emplace_back(readEntry(*this, entry));
       if (std::holds_alternative<Page>(definition.model)) entry.refuse("a record holds no pages");
+      // Only a property's sum is carried on from call to call.
+      if (std::holds_alternative<Integral>(definition.model)) {
+        entry.refuse("a record holds no integrals, only properties that are");
+      }
       definition.salt = saltOf(record.name + '[' + std::to_string(record.entries.size()) + ']');
     }
   }
@@ -160,37 +167,83 @@ class PropertyReader : public NameTable {
     }
   }
 
-  // Refuses a value that is computed, by whatever way, from itself.
-  void visit(PropertyIndex index) {
-    visited_.resize(db_.properties_.size(), Visit::open);
-    Visit& state = visited_[static_cast<std::size_t>(index)];
-    if (state == Visit::done) return;
-    if (state == Visit::running) {
-      nodes_[static_cast<std::size_t>(index)]->refuse("the value is computed from itself");
+  /// What a value needs, known once everything that it is computed from has been visited.
+  struct Needs {
+    enum class Visit : char { open, running, done } state = Visit::open;
+    std::int64_t steps = 1;  ///< Values that are computed for one reading.
+    int depth = 1;           ///< Values that wait for one another in the course of it.
+    bool integral = false;   ///< Whether an integral is among them.
+
+    void atLeast(const Needs& other) {
+      steps = std::max(steps, other.steps);
+      depth = std::max(depth, other.depth);
+      integral |= other.integral;
     }
-    state = Visit::running;
+    void add(const Needs& source, std::int64_t times) {
+      steps += source.steps * times;
+      depth = std::max(depth, source.depth + 1);
+      integral |= source.integral;
+    }
+  };
+
+  // Refuses a value that is computed, by whatever way, from itself, or from too many others.
+  Needs visit(PropertyIndex index, const Topology& topology) {
+    constexpr std::int64_t kMaxSteps = 100'000;
+    constexpr int kMaxDepth = 100;
+    const auto place = static_cast<std::size_t>(index);
+    const Node& node = *nodes_[place];
+    if (needs_[place].state == Needs::Visit::done) return needs_[place];
+    if (needs_[place].state == Needs::Visit::running) {
+      node.refuse("the value is computed from itself");
+    }
+    const auto refuseDepth = [&node] {
+      node.refuse("the value is computed through more than " + std::to_string(kMaxDepth) +
+                  " others");
+    };
+    needs_[place].state = Needs::Visit::running;
+    if (++running_ > kMaxDepth) refuseDepth();
     const Property& property = db_.at(index);
-    visitDefinition(property.definition);
-    for (const auto& [device, definition] : property.overrides) visitDefinition(definition);
-    visited_[static_cast<std::size_t>(index)] = Visit::done;
-  }
-
-  void visitDefinition(const Definition& definition) {
-    if (const auto* combine = std::get_if<Combine>(&definition.model)) {
-      for (const PropertyIndex source : combine->sources) visit(source);
-    } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
-      visit(integral->source);
-    } else if (const auto* page = std::get_if<Page>(&definition.model)) {
-      for (const Definition& entry : db_.record(page->record).entries) visitDefinition(entry);
+    Needs most = visitDefinition(property.definition, property.kind, node, topology);
+    for (const auto& [device, definition] : property.overrides) {
+      most.atLeast(visitDefinition(definition, property.kind, node, topology));
     }
+    --running_;
+    if (most.depth > kMaxDepth) refuseDepth();
+    if (most.steps > kMaxSteps) {
+      node.refuse("the value is computed from more than " + std::to_string(kMaxSteps) + " others");
+    }
+    most.state = Needs::Visit::done;
+    return needs_[place] = most;
   }
 
-  enum class Visit : char { open, running, done };
+  Needs visitDefinition(const Definition& definition, KindIndex own, const Node& node,
+                        const Topology& topology) {
+    Needs all;
+    if (const auto* combine = std::get_if<Combine>(&definition.model)) {
+      for (const PropertyIndex source : combine->sources) {
+        const KindIndex kind = db_.at(source).kind;
+        all.add(visit(source, topology), kind == own ? 1 : topology.countOf(kind));
+      }
+    } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
+      if (db_.at(integral->source).kind != own) {
+        node.refuse("an integral is over a property of the same device");
+      }
+      all.add(visit(integral->source, topology), 1);
+      if (all.integral) node.refuse("an integral is not computed from another one");
+      all.integral = true;
+    } else if (const auto* page = std::get_if<Page>(&definition.model)) {
+      for (const Definition& entry : db_.record(page->record).entries) {
+        all.add(visitDefinition(entry, own, node, topology), 1);
+      }
+    }
+    return all;
+  }
 
   PropertyDb db_;
   std::vector<const Node*> nodes_;
   std::vector<const Node*> recordNodes_;
-  std::vector<Visit> visited_;
+  std::vector<Needs> needs_;
+  int running_ = 0;
 };
 
 PropertyDb readProperties(const Node& document, const Topology& topology, const Node& builtin) {

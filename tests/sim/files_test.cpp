@@ -147,6 +147,51 @@ TEST(Properties, RefusalsNameThePlaceAndTheReason) {
             "p.json:1:49: /properties/gpu.x/access: expected letters of 'rwc', each at most once");
   EXPECT_EQ(propertyRefusal(R"({"value": 1, "hex": 4, "precision": 1})"),
             at + "'precision', 'hex' and 'names' exclude each other");
+  EXPECT_EQ(propertyRefusal(R"({"integral": "fpga.y"}, "fpga.y": 1)"),
+            at + "an integral is over a property of the same device");
+  EXPECT_EQ(propertyRefusal(R"({"integral": "gpu.y"}, "gpu.y": {"integral": "gpu.z"}, "gpu.z": 1)"),
+            at + "an integral is not computed from another one");
+  EXPECT_EQ(propertyRefusal(R"({"integral": "gpu.y"}, "gpu.y": {"sum": ["gpu.z", "gpu.e"]},)"
+                            R"("gpu.z": 1, "gpu.e": {"integral": "gpu.z"})"),
+            at + "an integral is not computed from another one");
+  EXPECT_EQ(propertyRefusal(R"({"sum": ["gpu.y", "gpu.y"]}, "gpu.y": {"integral": "gpu.z"},)"
+                            R"("gpu.z": 1)"),
+            "accepted");
+  EXPECT_EQ(propertiesRefusal(R"({"records": {"r": {"entriesPerPage": 1, "entries":)"
+                              R"([{"integral": "gpu.x"}]}}, "properties": {"gpu.x": 1}})"),
+            "p.json:1:52: /records/r/entries/0: a record holds no integrals, only properties "
+            "that are");
+}
+
+/// A properties file in which each of `length` properties is `times` the next one.
+std::string chain(int length, int times, bool forwards) {
+  std::string text = R"({"properties": {"gpu.end": 1)";
+  for (int i = 0; i < length; ++i) {
+    const int number = forwards ? i : length - 1 - i;
+    const std::string next =
+        number + 1 == length ? "\"gpu.end\"" : "\"gpu." + std::to_string(number + 1) + '"';
+    text += ",\"gpu." + std::to_string(number) + R"(": {"sum": [)" + next;
+    for (int j = 1; j < times; ++j) text += ',' + next;
+    text += "]}";
+  }
+  return text + "}}";
+}
+
+TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
+  for (const bool forwards : {true, false}) {
+    EXPECT_EQ(propertiesRefusal(chain(99, 1, forwards)), "accepted");
+    EXPECT_EQ(propertiesRefusal(chain(15, 2, forwards)), "accepted");
+    for (const int length : {100, 4000}) {
+      const std::string refusal = propertiesRefusal(chain(length, 1, forwards));
+      EXPECT_TRUE(refusal.ends_with(": the value is computed through more than 100 others"))
+          << refusal;
+    }
+    for (const int length : {16, 99}) {
+      const std::string refusal = propertiesRefusal(chain(length, 2, forwards));
+      EXPECT_TRUE(refusal.ends_with(": the value is computed from more than 100000 others"))
+          << refusal;
+    }
+  }
 }
 
 }  // namespace
