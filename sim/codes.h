@@ -67,7 +67,7 @@ inline constexpr std::array kCodes{
     CodeInfo{kBadOpcode, "badOpcode", "the post-box does not know the opcode"},
     CodeInfo{kBadRequest, "badRequest", "the post-box refused an argument of the request"},
     CodeInfo{kTimeout, "timeout", "the device did not answer in time"},
-    CodeInfo{kCannotOpen, "cannotOpen", "a log or journal file could not be opened"},
+    CodeInfo{kCannotOpen, "cannotOpen", "the log file could not be opened"},
     CodeInfo{kIoError, "ioError", "the bus transfer failed"},
     CodeInfo{kInternal, "internal", "the library ran out of memory or met an unexpected state"},
 };

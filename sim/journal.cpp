@@ -1,5 +1,10 @@
 #include "sim/journal.h"
 
+#include <cerrno>
+#include <cstring>
+
+#include "sim/log.h"
+
 namespace sim {
 namespace {
 
@@ -51,22 +56,34 @@ JsonLine& JsonLine::add(std::string_view key, std::span<const std::uint32_t> wor
   return addJson(key, json + ']');
 }
 
-bool Journal::open(const std::string& file, std::uint64_t seed, std::string_view clock) {
+std::string Journal::open(const std::string& file, std::uint64_t seed, std::string_view clock) {
+  errno = 0;
+  file_ = file;
   stream_.open(file, std::ios::trunc);
-  if (!stream_) return false;
+  if (!stream_) return std::string("cannot be opened: ") + std::strerror(errno);
   JsonLine first;
   first.add("journal", kVersion).add("seed", static_cast<std::int64_t>(seed)).add("clock", clock);
   stream_ << first.text() << '\n';
   for (const std::string& line : kept_) stream_ << line << '\n';
   kept_.clear();
-  stream_.flush();
-  return true;
+  if (stream_.flush()) return "";
+  const int error = errno;
+  close();
+  return std::string("cannot be written: ") + std::strerror(error);
+}
+
+void Journal::close() {
+  stream_.close();
+  stream_.clear();
 }
 
 void Journal::write(const JsonLine& line) {
   if (!isOpen()) return;
+  errno = 0;
   stream_ << line.text() << '\n';
-  stream_.flush();
+  if (stream_.flush()) return;
+  logLine(Level::error, file_ + ": the journal ends here: " + std::strerror(errno));
+  close();
 }
 
 void Journal::keep(const JsonLine& line) {

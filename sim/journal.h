@@ -28,15 +28,16 @@ class JsonLine {
 
 /// The record of every call into the library, one line of JSON each, written through at once so
 /// that nothing is lost when the process dies. The first line carries the version of the format.
+/// When a line cannot be written, the log says so and the journal is closed.
 ///
 /// Threads: not locked; the caller holds the board's lock.
 class Journal {
  public:
   static constexpr int kVersion = 1;
 
-  /// Begins a new file. False when it cannot be opened.
-  bool open(const std::string& file, std::uint64_t seed, std::string_view clock);
-  void close() { stream_.close(); }
+  /// Begins a new file. Returns why it cannot be written, or an empty text.
+  std::string open(const std::string& file, std::uint64_t seed, std::string_view clock);
+  void close();
   [[nodiscard]] bool isOpen() const { return stream_.is_open(); }
 
   /// Writes a line, if the journal is open.
@@ -48,6 +49,7 @@ class Journal {
 
  private:
   std::ofstream stream_;
+  std::string file_;
   std::vector<std::string> kept_;
 };
 

@@ -32,8 +32,9 @@ void Manager::load(const std::string& manifest, const std::string& profile,
   if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
   if (!settings.journal.empty()) {
     const auto mode = kClockNames[static_cast<std::size_t>(settings.clock.mode)];
-    if (!journal_.open(settings.journal, settings.seed, mode)) {
-      throw FileError(profile + ": /journal: '" + settings.journal + "' cannot be opened");
+    const std::string error = journal_.open(settings.journal, settings.seed, mode);
+    if (!error.empty()) {
+      throw FileError(profile + ": /journal: '" + settings.journal + "' " + error);
     }
   }
   journal_.dropKept();
@@ -45,6 +46,22 @@ int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
   std::unique_lock lock(mutex_);
   if (board_) return kAlreadyRunning;
+  const auto forget = [this] {
+    board_.reset();
+    journal_.close();
+  };
+  try {
+    const int code = initialise(manifest, profile, properties, lock);
+    if (code != kOk) forget();
+    return code;
+  } catch (...) {
+    forget();
+    throw;
+  }
+}
+
+int Manager::initialise(const std::string& manifest, const std::string& profile,
+                        const std::string& properties, std::unique_lock<std::mutex>& lock) {
   int code = kOk;
   JsonLine line;
   line.add("at", 0).add("call", "GPUManagerInit").add("manifest", manifest);
@@ -66,10 +83,6 @@ int Manager::init(const std::string& manifest, const std::string& profile,
     }
   }
   journal_.write(line.add("code", code));
-  if (code != kOk) {
-    board_.reset();
-    journal_.close();
-  }
   return code;
 }
 
@@ -81,9 +94,9 @@ int Manager::run() {
   } else if (running_) {
     code = kAlreadyRunning;
   } else {
+    startThread();
     clock_->start();
     running_ = true;
-    startThread();
   }
   JsonLine line;
   journal_.write(line.add("at", 0).add("call", "GPUManagerRun").add("code", code));
@@ -91,14 +104,18 @@ int Manager::run() {
 }
 
 void Manager::startThread() {
-  threadEnded_ = false;
   // Signals are the process's own affair: none is to be delivered to a thread it does not know.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  struct WithoutSignals {
+    WithoutSignals() {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    sigset_t before{};
+  } const withoutSignals;
+  threadEnded_ = false;
   thread_ = std::thread([this] { deliver(); });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 int Manager::stop() {

@@ -70,6 +70,8 @@ class Manager {
   int hang(const Call& call, std::unique_lock<std::mutex>& lock);
   [[nodiscard]] bool sameRun(std::int64_t run) const { return run == runs_ && !stopping_; }
 
+  int initialise(const std::string& manifest, const std::string& profile,
+                 const std::string& properties, std::unique_lock<std::mutex>& lock);
   void load(const std::string& manifest, const std::string& profile, const std::string& properties);
   void startThread();
   void deliver();

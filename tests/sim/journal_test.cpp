@@ -1,9 +1,24 @@
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
 #include "tests/sim/board_fixture.h"
 
 namespace {
 
 class Journal : public BoardTest {
  protected:
+  /// The log goes to one of the standard streams, by what the process configured before.
+  static void capture() {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+  }
+  static std::string captured() {
+    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  }
+
   /// Everything that a journal can hold, in one run.
   std::string record() {
     const std::string file = path("journal");
@@ -79,14 +94,43 @@ TEST_F(Journal, HoldsCallsThatAreRefusedBeforeTheyReachTheBoard) {
   }
 }
 
-TEST_F(Journal, AFileThatCannotBeOpenedRefusesTheProfile) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(init(R"("journal": "/nowhere/journal")"), sim::kFileRefused);
-  const std::string lines =
-      testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-  EXPECT_NE(lines.find("/journal: '/nowhere/journal' cannot be opened\n"), std::string::npos)
-      << lines;
+TEST_F(Journal, AFileThatCannotBeWrittenRefusesTheProfile) {
+  for (const auto& [file, why] :
+       {std::pair("/nowhere/journal", "opened: No such file or directory"),
+        std::pair("/dev/full", "written: No space left on device")}) {
+    capture();
+    EXPECT_EQ(init("\"journal\": \"" + std::string(file) + '"'), sim::kFileRefused);
+    const std::string lines = captured();
+    EXPECT_TRUE(lines.ends_with(path("profile.json") + ": /journal: '" + file + "' cannot be " +
+                                why + '\n'))
+        << lines;
+    EXPECT_EQ(std::ranges::count(lines, '\n'), 1) << lines;
+  }
+}
+
+TEST_F(Journal, AFileThatFillsUpIsSaidOnceAndChangesNothingElse) {
+  const std::string file = path("journal");
+  ASSERT_EQ(init("\"journal\": \"" + file + '"'), 0);
+  const auto signal = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  rlimit limit = before;
+  limit.rlim_cur = contents(file).size() + 10;
+  setrlimit(RLIMIT_FSIZE, &limit);
+  capture();
+  limit.rlim_cur = before.rlim_cur;
+  const int code = GPUManagerRun(0, 0);
+  const std::string value = get(0, kPower);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, signal);
+  EXPECT_EQ(get(0, kPower), value);
+  EXPECT_EQ(GPUManagerStop(), 0);
+  const std::string lines = captured();
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(value, "300");
+  EXPECT_TRUE(lines.ends_with("E" + file + ": the journal ends here: File too large\n")) << lines;
+  EXPECT_EQ(std::ranges::count(lines, '\n'), 1) << lines;
+  EXPECT_EQ(contents(file).find("DeviceGetData"), std::string::npos);
 }
 
 }  // namespace

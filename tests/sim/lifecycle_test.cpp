@@ -1,6 +1,10 @@
+#include <pthread.h>
+#include <signal.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <thread>
 
 #include "tests/sim/board_fixture.h"
@@ -43,6 +47,30 @@ TEST_F(Lifecycle, AThousandRunsLeaveNothingBehind) {
     ASSERT_EQ(GPUManagerStop(), 0);
   }
   EXPECT_EQ(entries("/proc/self/fd"), before);
+}
+
+TEST_F(Lifecycle, ARunWithoutAThreadFailsAndMayBeTriedAgain) {
+  ASSERT_EQ(init(""), 0);
+  pthread_attr_t usual;
+  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+  pthread_attr_t huge = usual;
+  // A stack that no address space has room for.
+  pthread_attr_setstacksize(
+      &huge, std::numeric_limits<std::size_t>::max() >> (sizeof(std::size_t) == 8 ? 14 : 0) &
+                 ~std::size_t{0xFFFFF});
+  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+  sigset_t before;
+  pthread_sigmask(SIG_SETMASK, nullptr, &before);
+  EXPECT_EQ(GPUManagerRun(0, 0), sim::kInternal);
+  ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  for (int signal = 1; signal < 32; ++signal) {
+    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+  }
+  EXPECT_EQ(get(0, kPower), "rc = " + std::to_string(sim::kNotRunning));
+  EXPECT_EQ(GPUManagerRun(0, 0), 0);
+  EXPECT_EQ(get(0, kPower), "300");
 }
 
 TEST_F(Lifecycle, RunningTwiceIsRefused) {
