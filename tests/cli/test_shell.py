@@ -56,6 +56,24 @@ def test_prompts_come_without_end_when_input_has_ended(boardctl):
     assert output[:limit] == b"> " * (limit // 2)
 
 
+def test_input_that_does_not_wait_is_waited_for(boardctl):
+    reading, writing = os.pipe2(os.O_NONBLOCK)
+    shell = subprocess.Popen(
+        boardctl.command(*SESSION_BOARD, "shell"),
+        cwd=boardctl.folder,
+        env=boardctl.environment(),
+        stdin=reading,
+        stdout=subprocess.PIPE,
+    )
+    os.close(reading)
+    for piece in (b"snapshot non", b"sense\n", b"quit\n"):
+        time.sleep(0.05)
+        os.write(writing, piece)
+    assert shell.communicate(timeout=60)[0] == b"> > "
+    assert shell.returncode == 0
+    os.close(writing)
+
+
 class Terminal:
     """A shell on a pseudo-terminal, without the terminal's own echo."""
 

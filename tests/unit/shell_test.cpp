@@ -1,12 +1,16 @@
+#include <fcntl.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 
 #include "cli/handlers.h"
 #include "tests/unit/command_test.h"
@@ -43,12 +47,11 @@ class ShellTest : public CommandTest {
       if (next.error != 0) return -1;
       return static_cast<ssize_t>(next.text.copy(buffer, next.text.size()));
     };
-    return runOn(fopencookie(&deliveries, "r", {read, nullptr, nullptr, nullptr}), runShell);
+    return runOn(fopencookie(&deliveries, "r", {read, nullptr, nullptr, nullptr}));
   }
 
- private:
-  template <typename Handler>
-  Outcome runOn(std::FILE* file, Handler handler) {
+  template <typename Handler = std::int32_t (*)(Words)>
+  Outcome runOn(std::FILE* file, Handler handler = runShell) {
     std::FILE* const before = stdin;
     stdin = file;
     struct Restore {
@@ -219,6 +222,21 @@ TEST_F(ShellTest, ASignalDoesNotCutALine) {
       deliver({{"he"}, {"", EINTR}, {"", EINTR}, {"l"}, {"p\nq"}, {"", EINTR}, {"uit\n"}}).output,
       type("help\nquit\n").output);
   EXPECT_EQ(deliver({{"quit"}, {"", EINTR}, {""}}).output, "> ");
+}
+
+TEST_F(ShellTest, InputThatDoesNotWaitIsWaitedFor) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+  std::thread writer([end = ends[1]] {
+    for (const std::string_view piece : {"he", "lp\nqu", "it\n"}) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      if (write(end, piece.data(), piece.size()) < 0) std::abort();
+    }
+  });
+  const std::string output = runOn(fdopen(ends[0], "r")).output;
+  writer.join();
+  close(ends[1]);
+  EXPECT_EQ(output, type("help\nquit\n").output);
 }
 
 TEST_F(ShellTest, AReadThatFailsDeliversWhatItHas) {

@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -46,11 +47,11 @@ class LineReader {
   LineReader& operator=(const LineReader&) = delete;
   ~LineReader() { std::free(buffer_); }
 
-  /// The next line without its newline; empty at the end of input and after a read error. A signal
-  /// does not cut a line. Valid until the next call.
+  /// The next line without its newline; empty at the end of input and after a read error. Neither a
+  /// signal nor input that does not wait cuts a line. Valid until the next call.
   std::string_view next() {
     std::string_view line = read();
-    if (!line.ends_with('\n') && errno == EINTR) line = resume(line);
+    if (!line.ends_with('\n') && mayGoOn()) line = resume(line);
     if (line.ends_with('\n')) line.remove_suffix(1);
     return line;
   }
@@ -69,10 +70,20 @@ class LineReader {
     return {};
   }
 
-  /// The whole line whose beginning was delivered when a signal interrupted the reading.
+  /// Whether reading failed for the moment only: by a signal, or since whoever shares standard
+  /// input made it non-blocking and nothing is there yet.
+  static bool mayGoOn() { return errno == EINTR || errno == EAGAIN; }
+
+  static void awaitInput() {
+    pollfd input = {fileno(stdin), POLLIN, 0};
+    poll(&input, 1, -1);
+  }
+
+  /// The whole line whose beginning was delivered when the reading stopped.
   std::string_view resume(std::string_view line) {
     interrupted_ = line;
-    while (errno == EINTR && !interrupted_.ends_with('\n')) {
+    while (mayGoOn() && !interrupted_.ends_with('\n')) {
+      if (errno == EAGAIN) awaitInput();
       std::clearerr(stdin);
       interrupted_ += read();
     }
