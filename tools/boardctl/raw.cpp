@@ -51,7 +51,7 @@ struct RawCommand {
   std::string_view usage;
   std::size_t wordsNeeded;
   std::size_t numbers;
-  bool (*offered)(const Postbox&);
+  DeviceType lastDevice;  ///< of kPostboxes
   void (*printHeader)(const Request&);
   std::int32_t (*send)(const Postbox&, const Request&, Reply&);
   std::string_view failureText;
@@ -84,7 +84,7 @@ constexpr RawCommand kRaw = {
     "raw <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
     13,
     3,
-    [](const Postbox& postbox) { return postbox.list != nullptr; },
+    kDeviceFpga,
     printRegisterHeader,
     [](const Postbox& postbox, const Request& request, Reply& reply) {
       reply.resize(1);
@@ -101,7 +101,7 @@ constexpr RawCommand kRawSync = {
     "rawSyncCmdData <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
     13,
     3,
-    [](const Postbox& postbox) { return postbox.sync != nullptr; },
+    kDeviceFpga,
     printRegisterHeader,
     [](const Postbox& postbox, const Request& request, Reply& reply) {
       reply.assign(3, Words(1));
@@ -119,7 +119,7 @@ constexpr RawCommand kRawAsync = {
     "rawAsyncCmdData <gpu/korswitch> <devId> <opcode> <arg1> <arg2> <data...>",
     6,
     4,
-    [](const Postbox& postbox) { return postbox.async != nullptr; },
+    kDeviceKorswitch,
     printAsyncHeader,
     // Only the third number reaches the library's request byte; the first is the reply's size.
     [](const Postbox& postbox, const Request& request, Reply& reply) {
@@ -136,7 +136,7 @@ constexpr RawCommand kRawAsync = {
 const Postbox* findPostbox(const RawCommand& command, const std::string& device) {
   const DeviceType type = getDeviceType(device);
   for (const PostboxRow& row : kPostboxes) {
-    if (row.type == type && command.offered(row.functions)) return &row.functions;
+    if (row.type == type && type <= command.lastDevice) return &row.functions;
   }
   return nullptr;
 }
