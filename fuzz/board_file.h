@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "fuzz/target.h"
+#include "sim/board.h"
 #include "sim/builtin.h"
 #include "sim/json_file.h"
 
@@ -19,5 +20,9 @@ void readBoardFile(const std::uint8_t* data, std::size_t size, Read read) {
     expectEqual("line breaks in the refusal", "", why.find('\n') == why.npos ? "" : why);
   }
 }
+
+/// Lets a board live for two minutes: its first and last devices are read, written, listened to and
+/// asked through their post-boxes, and suffer the faults of the profile.
+void live(sim::Topology topology, sim::PropertyDb properties, sim::Profile profile);
 
 }  // namespace fuzz

@@ -6,8 +6,9 @@
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Node builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
   fuzz::readBoardFile(data, size, [](sim::Node document) {
-    const sim::Topology board = sim::readTopology(std::move(document));
-    static_cast<void>(sim::readProperties(builtin, board, builtin));
+    sim::Topology board = sim::readTopology(std::move(document));
+    sim::PropertyDb properties = sim::readProperties(builtin, board, builtin);
+    fuzz::live(std::move(board), std::move(properties), sim::Profile());
   });
   return 0;
 }

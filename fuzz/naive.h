@@ -50,8 +50,13 @@ Words split(const std::string& line);
 
 /// What the recording library answers, and what comes of one command under the shell.
 struct Answers {
+  /// The codes of the calls.
+  int init = 0, read = 0, set = 0, clear = 0, list = 0, supported = 0, postbox = 0,
+      registration = 0;
   std::vector<std::string> names;
-  int code = 0;
+  std::string value = "value";  ///< of every property
+  std::string listing;
+  bool refreshing = false;
   unsigned int word = 0;
   std::vector<unsigned int> output;
 };

@@ -44,9 +44,13 @@ std::string hexadecimal(unsigned value, std::size_t digits) {
   return text;
 }
 
-std::string inQuotes(const std::string& text) {
-  return '"' + text.substr(0, text.find('\0')) + '"';
+std::string failure(const std::string& prefix, int code) {
+  return code == 0 ? "" : prefix + hexadecimal(static_cast<unsigned>(code), 1) + "\n";
 }
+
+std::string cText(const std::string& text) { return text.substr(0, text.find('\0')); }
+
+std::string inQuotes(const std::string& text) { return '"' + cText(text) + '"'; }
 
 std::string listed(const std::vector<unsigned>& words) {
   std::string text;
@@ -97,13 +101,16 @@ Effect read(const Words& words, const Answers& answers) {
     effect.calls.push_back("DeviceGetSupportedProperties(" + std::to_string(kindOf(words[1])) +
                            ", 0)");
     names = answers.names;
-    if (answers.code != 0) {
-      effect.printed = "Get Properties list failed, rc = " + std::to_string(answers.code) + ".\n";
+    if (answers.supported != 0) {
+      effect.printed =
+          "Get Properties list failed, rc = " + std::to_string(answers.supported) + ".\n";
       return effect;
     }
   }
   for (const std::string& name : names) {
-    effect.printed += "Device[" + words[1] + std::to_string(id.value) + "](" + name + ") value\n";
+    effect.printed += "Device[" + words[1] + std::to_string(id.value) + "](" + name + ") ";
+    effect.printed += answers.read == 0 ? cText(answers.value) + "\n"
+                                        : failure("Get Failed, rc = 0x", answers.read);
     effect.calls.push_back("DeviceGetData(" + std::to_string(id.value) + ", " + inQuotes(name) +
                            ", 0, 0, true, 10240, " + std::to_string(mode.value) + ", 0)");
   }
@@ -123,16 +130,18 @@ Effect change(const Words& words, const Answers& answers) {
   Effect effect;
   effect.calls.push_back("DeviceGetSupportedProperties(" +
                          std::to_string(kindOf(name.substr(0, name.find('.')))) + ", 0)");
-  if (answers.code != 0) {
-    effect.printed = "Get Properties list failed, rc = " + std::to_string(answers.code) + ".\n";
+  if (answers.supported != 0) {
+    effect.printed =
+        "Get Properties list failed, rc = " + std::to_string(answers.supported) + ".\n";
   } else if (std::count(answers.names.begin(), answers.names.end(), name) == 0) {
     effect.printed = "Property (" + name + ") is not supported!\n";
   } else if (sets) {
     effect.calls.push_back("DeviceSetData(" + request + std::to_string(value.value) + ", 4, 0)");
-    effect.printed = "Set done.\n";
+    effect.printed = answers.set == 0 ? "Set done.\n" : failure("Set failed, rc = 0x", answers.set);
   } else {
     effect.calls.push_back("DeviceClearData(" + request + "0)");
-    effect.printed = "Clear done.\n";
+    effect.printed =
+        answers.clear == 0 ? "Clear done.\n" : failure("Clear failed, rc = 0x", answers.clear);
   }
   return effect;
 }
@@ -151,9 +160,9 @@ Effect list(const Words& words, const Answers& answers) {
                              : "DeviceGetSupportedProperties(" + std::to_string(kindOf(words[1])) +
                                    ", true, 20480)");
   const std::string rule = std::string(61, '-') + "\n";
-  effect.printed = answers.code != 0
-                       ? "Get property list failed, rc = " + std::to_string(answers.code) + "\n"
-                       : "Device Property List: \n" + rule + "\n" + rule;
+  effect.printed = answers.list != 0
+                       ? "Get property list failed, rc = " + std::to_string(answers.list) + "\n"
+                       : "Device Property List: \n" + rule + cText(answers.listing) + "\n" + rule;
   return effect;
 }
 
@@ -184,15 +193,10 @@ Effect callback(const Words& words, const Answers& answers) {
   Effect effect;
   effect.calls.push_back("DeviceSetCallbackUpdateData(" + std::to_string(id.value) + ", \"" +
                          words[2] + "\", -1, \"\", \"\", -1)");
-  effect.printed = answers.code != 0
-                       ? "Register Callback API failed, rc = 0x" +
-                             hexadecimal(static_cast<unsigned>(answers.code), 1) + "\n"
-                       : "Callback API Registered.\n";
+  effect.printed = answers.registration == 0
+                       ? "Callback API Registered.\n"
+                       : failure("Register Callback API failed, rc = 0x", answers.registration);
   return effect;
-}
-
-std::string failure(const std::string& prefix, int code) {
-  return code == 0 ? "" : prefix + hexadecimal(static_cast<unsigned>(code), 1) + "\n";
 }
 
 Effect raw(const Words& words, const Answers& answers) {
@@ -256,28 +260,30 @@ Effect raw(const Words& words, const Answers& answers) {
     effect.calls.push_back((kind == 0 ? "TesselAsyncCmdGpu(" : "TesselAsyncCmdKorswitch(") + id +
                            ", " + low(3) + ", " + listed(data) + ", 0, 0, {}, " +
                            std::to_string(static_cast<unsigned>(numbers[1])) + ", false)");
-    effect.printed += failure("Raw Asynccmd failed, rc = 0x", answers.code);
-    if (answers.code == 0) effect.printed += word + word + asBytes(answers.output) + "\n";
+    effect.printed += failure("Raw Asynccmd failed, rc = 0x", answers.postbox);
+    if (answers.postbox == 0) effect.printed += word + word + asBytes(answers.output) + "\n";
   } else if (sync) {
     const std::string names[] = {"TesselSyncCmdGpu(", "TesselSyncCmdKorswitch(",
                                  "TesselSyncCmdFpga("};
     effect.calls.push_back(names[kind] + id + ", " + bytes + std::to_string(data[0]) + ", " +
                            std::to_string(data[1]) + ", 0, 0, 0, false)");
-    effect.printed += failure("Raw Syncmd failed, rc = 0x", answers.code);
-    if (answers.code == 0) effect.printed += word + word + word + "\n";
+    effect.printed += failure("Raw Syncmd failed, rc = 0x", answers.postbox);
+    if (answers.postbox == 0) effect.printed += word + word + word + "\n";
   } else {
     const std::string names[] = {"TesselCmd(", "TesselCmdKorswitch(", "TesselCmdFpga("};
     effect.calls.push_back(names[kind] + id + ", " + bytes + listed(data) + ", {}, false)");
     effect.printed +=
-        failure("Raw cmd failed, rc = 0x", answers.code) + asBytes(answers.output) + "\n";
+        failure("Raw cmd failed, rc = 0x", answers.postbox) + asBytes(answers.output) + "\n";
   }
   return effect;
 }
 
-Effect snapshot(const Words& words) {
+Effect snapshot(const Words& words, const Answers& answers) {
   if (words.size() < 2) return missing("possible params: refresh_status");
   if (words[1] != "refresh_status") return {};
-  return {"Snapshot Refresh Status: 0\n", {"SnapShotRefreshStatus(false)"}, false};
+  return {std::string("Snapshot Refresh Status: ") + (answers.refreshing ? "1\n" : "0\n"),
+          {"SnapShotRefreshStatus(false)"},
+          false};
 }
 
 }  // namespace
@@ -309,7 +315,7 @@ Effect command(const Words& words, const Answers& answers) {
   if (words[0] == "set" || words[0] == "clear") return change(words, answers);
   if (words[0] == "list") return list(words, answers);
   if (words[0] == "set_callback") return callback(words, answers);
-  if (words[0] == "snapshot") return snapshot(words);
+  if (words[0] == "snapshot") return snapshot(words, answers);
   if (words[0] == "raw" || words[0] == "rawSyncCmd" || words[0] == "rawAsyncCmd") {
     return raw(words, answers);
   }
@@ -318,7 +324,12 @@ Effect command(const Words& words, const Answers& answers) {
 
 Effect session(const std::string& input, const Answers& answers) {
   Effect effect;
-  effect.calls = {"GPUManagerInit(\"\", \"\", \"\")", "GPUManagerRun(0, 0)"};
+  effect.calls = {"GPUManagerInit(\"\", \"\", \"\")"};
+  if (answers.init != 0) {
+    effect.printed = "GPU Manager Init failed!!\n";
+    return effect;
+  }
+  effect.calls.push_back("GPUManagerRun(0, 0)");
   std::size_t place = 0;
   while (true) {
     effect.printed += "> ";

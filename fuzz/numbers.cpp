@@ -48,7 +48,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                    {"rawAsyncCmd", boardctl::rawAsyncCmdData}};
   const auto& command = kCommands[mode % 3];
   naive::Answers answers;
-  answers.code = mode < 128 ? 0 : -static_cast<int>(mode);
+  answers.postbox = mode < 128 ? 0 : -static_cast<int>(mode);
   answers.word = mode * 0x01020304;
   answers.output.assign(mode / 3 % 8, answers.word);
   std::vector<std::string> words = {command.name, mode % 4 == 3 ? "fpga" : "gpu", first};
@@ -56,7 +56,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const naive::Effect expected = naive::command(words, answers);
 
   resetLibrary();
-  library().postboxResult = answers.code;
+  library().postboxResult = answers.postbox;
   library().outputWords = answers.output;
   for (unsigned int& word : library().words) word = answers.word;
   boardctl::shellActive = true;

@@ -9,7 +9,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       sim::readTopology(sim::parseJson(sim::kBuiltinManifest, "builtin"));
   static const sim::PropertyDb properties = sim::readProperties(builtin, board, builtin);
   fuzz::readBoardFile(data, size, [](const sim::Node& document) {
-    static_cast<void>(sim::readProfile(document, board, properties));
+    fuzz::live(board, properties, sim::readProfile(document, board, properties));
   });
   return 0;
 }

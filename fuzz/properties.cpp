@@ -8,7 +8,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Topology board =
       sim::readTopology(sim::parseJson(sim::kBuiltinManifest, "builtin"));
   fuzz::readBoardFile(data, size, [](const sim::Node& document) {
-    static_cast<void>(sim::readProperties(document, board, builtin));
+    fuzz::live(board, sim::readProperties(document, board, builtin), sim::Profile());
   });
   return 0;
 }
