@@ -76,7 +76,7 @@ constexpr const char* kKinds =
     "llc_ab_mps llc_cd_mps hmc hostBmc | moduleTemp cpu";
 
 int kindOf(const std::string& word) {
-  const Words kinds = split(kKinds);
+  static const Words kinds = split(kKinds);
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (kinds[i] == word && word != "|") return static_cast<int>(i);
   }

@@ -40,6 +40,11 @@ void fill(const std::string& content, char* buffer, int size) {
   std::memcpy(buffer, content.c_str(), length);
 }
 
+bool zeroed(const char* buffer, int size) {
+  // Each byte is the one before it, and the first is 0: as fast as memory, which the fuzzer needs.
+  return buffer[0] == 0 && std::memcmp(buffer, buffer + 1, static_cast<std::size_t>(size) - 1) == 0;
+}
+
 int postboxList(const char* name, int deviceId, unsigned char opcode, unsigned char arg1,
                 unsigned char arg2, const std::vector<unsigned int>& input,
                 std::vector<unsigned int>& output, bool flag) {
@@ -117,9 +122,8 @@ int GPUManagerStop() {
 
 int DeviceGetData(int deviceId, const char* propertyName, int reserved0, int reserved1,
                   char* buffer, int size, int accessMode, int reserved2) {
-  const bool zeroed = std::all_of(buffer, buffer + size, [](char byte) { return byte == 0; });
-  record("DeviceGetData", deviceId, propertyName, reserved0, reserved1, zeroed, size, accessMode,
-         reserved2);
+  record("DeviceGetData", deviceId, propertyName, reserved0, reserved1, zeroed(buffer, size), size,
+         accessMode, reserved2);
   if (library().get) return library().get(propertyName, buffer, size);
   fill("value", buffer, size);
   return 0;
@@ -139,15 +143,13 @@ int DeviceClearData(int deviceId, const char* propertyName, int reserved) {
 }
 
 int DeviceGetSupportedProperties(int deviceType, char* buffer, int size) {
-  const bool zeroed = std::all_of(buffer, buffer + size, [](char byte) { return byte == 0; });
-  record("DeviceGetSupportedProperties", deviceType, zeroed, size);
+  record("DeviceGetSupportedProperties", deviceType, zeroed(buffer, size), size);
   fill(library().listing, buffer, size);
   return library().listResult;
 }
 
 int DeviceGetAllSupportedProperties(char* buffer, int size) {
-  const bool zeroed = std::all_of(buffer, buffer + size, [](char byte) { return byte == 0; });
-  record("DeviceGetAllSupportedProperties", zeroed, size);
+  record("DeviceGetAllSupportedProperties", zeroed(buffer, size), size);
   fill(library().listing, buffer, size);
   return library().allListResult;
 }
