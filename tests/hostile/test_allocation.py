@@ -16,7 +16,10 @@ RUNS = {
     "list": ((*MANIFEST, "list", "gpu"), ""),
     "get": ((*MANIFEST, "-l", "5", "-L", "log", "get", "gpu", "0", "all", "0"), ""),
     "set": ((*MANIFEST, "set", "0", "p0nnnnnn", "1"), ""),
+    "clear": ((*MANIFEST, "clear", "0", "p0nnnnnn"), ""),
     "raw": ((*MANIFEST, "raw", "gpu", "0", "1", "2", "3", *BYTES), ""),
+    "rawSyncCmd": ((*MANIFEST, "rawSyncCmd", "gpu", "0", "1", "2", "3", *BYTES), ""),
+    "rawAsyncCmd": ((*MANIFEST, "rawAsyncCmd", "gpu", "0", "4", "1", "2", "3", *BYTES), ""),
     "set_callback": ((*MANIFEST, "set_callback", "0", "GPUGetVendorIdV2"), ""),
     "shell": ((*MANIFEST, "shell"), "get gpu 0 x\nset 0 p0nnnnnn 1\nsnapshot refresh_status\nquit\n"),
 }

@@ -230,7 +230,9 @@ def test_replies_of_any_length(hostile, words):
 
 # Command, the call that raises, what had been printed before.
 RAISING = [
-    (("list", "gpu"), "GPUManagerInit", ""),
+    *((command, "GPUManagerInit", "") for command in (
+        ("list", "gpu"), GET, SET, CLEAR, raw("raw", "gpu"), raw("rawSyncCmd", "gpu"), ASYNC,
+        ("shell",), ("set_callback", "0", API))),
     (("list", "gpu"), "GPUManagerRun", ""),
     (("list", "gpu"), NAMES, ""),
     (("list", "gpu"), "GPUManagerStop", ""),
@@ -253,8 +255,11 @@ RAISING = [
     (raw("rawSyncCmd", "fpga"), "TesselSyncCmdFpga", STARTING + header("fpga")),
     (ASYNC, "TesselAsyncCmdGpu", STARTING + ASYNC_HEADER),
     (ASYNC_KORSWITCH, "TesselAsyncCmdKorswitch", STARTING + ASYNC_KORSWITCH_HEADER),
+    (raw("raw", "gpu"), "GPUManagerStop", STARTING + header("gpu") + "00 00 00 00 \n"),
+    (raw("rawSyncCmd", "gpu"), "GPUManagerStop", STARTING + header("gpu") + "ff " * 12 + "\n"),
+    (ASYNC, "GPUManagerStop", STARTING + ASYNC_HEADER + "ff " * 8 + "00 00 00 00 \n"),
     (("set_callback", "0", API), "DeviceSetCallbackUpdateData", STARTING),
-]
+]  # fmt: skip
 
 
 @pytest.mark.parametrize(
@@ -262,12 +267,12 @@ RAISING = [
 )
 def test_an_exception_of_the_library(hostile, command, call, before):
     for kind, message in (("std", HOSTILE_TEXT), ("alloc", "[E]std::bad_alloc\n")):
-        hostile.orders = f"names=1;throw.{call}={kind}"
+        hostile.orders = f"names=1;words=1;throw.{call}={kind}"
         assert hostile(*MANIFEST, *command) == (before + USAGE, message, 0)
         assert hostile.calls()[-1] == call
         assert hostile.merged(*MANIFEST, *command) == before + message + USAGE
     # What is no standard exception ends the process at once, as documented: nothing is said twice.
-    hostile.orders = f"names=1;throw.{call}=other"
+    hostile.orders = f"names=1;words=1;throw.{call}=other"
     run = hostile(*MANIFEST, *command)
     assert run.status == -6
     assert "terminate called" in run.stderr
@@ -283,6 +288,9 @@ def test_an_exception_leaves_the_shell_without_a_stop(hostile):
     run = hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nquit\n")
     assert run == ("> " + USAGE, HOSTILE_TEXT, 0)
     assert hostile.calls() == [*INIT_RUN, "SnapShotRefreshStatus"]
+    hostile.orders = "throw.GPUManagerStop=std"
+    assert hostile(*MANIFEST, "shell", stdin="help me\nquit\n") == ("> > " + USAGE, HOSTILE_TEXT, 0)
+    assert hostile.calls() == [*INIT_RUN, *STOP]
 
 
 def callback_lines(hostile):
