@@ -26,13 +26,19 @@ class Hostile(Boardctl):
         }
 
     def run(self, *words, **options):
-        (self.folder / "journal").unlink(missing_ok=True)
+        for name in ("journal", "asked"):
+            (self.folder / name).unlink(missing_ok=True)
         return super().run(*words, **options)
 
     def calls(self):
         """What the program asked of the library in its last run, in order."""
         journal = self.folder / "journal"
         return journal.read_text().split() if journal.exists() else []
+
+    def asked(self):
+        """The property names of the requests of its last run, with the order `asked=asked`."""
+        file = self.folder / "asked"
+        return file.read_bytes().decode("latin-1").split("\0")[:-1] if file.exists() else []
 
 
 @pytest.fixture

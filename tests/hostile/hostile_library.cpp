@@ -10,6 +10,7 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,14 +26,17 @@
 ///
 ///     code.CALL=N        what the call returns
 ///     throw.CALL=KIND    what leaves it instead: std, alloc, other
-///     text=KIND          what text buffers get: nonul, empty, control, utf8; else "value"
-///     names=N, size=N    how many names the list has, and how long each is
+///     text=KIND          what text buffers get: nonul, empty or an odd text; else "value"
+///     names=N, size=N    how many names the list has, and how long each is at least
+///     nametext=KIND      the odd text that each name has after its number
+///     asked=FILE         the property names of requests go there, a NUL after each
 ///     words=N            how many words the post-box functions return
 ///     callbacks=N        threads that call the registered callback, from `when` on, until stopped
 ///     when=TIME          run (from the registration), stop (only during the stop)
 ///     handler=1          a handler for SIGUSR1 that interrupts system calls
 ///     journal=FILE       each call's name goes there, a line each
 ///     logthrows=1        the log stream raises its errors
+///     logfails=N         the log stream takes N lines and fails from then on
 
 Logger logger;
 
@@ -79,6 +83,15 @@ int answer(const std::string& call) {
   return number("code." + call, number("code.*"));
 }
 
+/// The odd text of that kind: control, utf8, format or nul.
+std::string oddText(const std::string& kind, const std::string& otherwise) {
+  if (kind == "control") return "\x01\a\b\x1b[2J\r\n\x7f%s%n";
+  if (kind == "utf8") return "\xc0\x80\xff\xfe\xed\xa0\x80\xf4\x90";
+  if (kind == "format") return "%s%n%999999d%";
+  if (kind == "nul") return {"a\0b", 3};
+  return otherwise;
+}
+
 void fill(char* buffer, int size) {
   const auto length = static_cast<std::size_t>(size);
   const std::string kind = setting("text");
@@ -87,14 +100,27 @@ void fill(char* buffer, int size) {
   } else if (kind == "empty") {
     std::memset(buffer, 'x', length);
     buffer[0] = '\0';
-  } else if (kind == "control") {
-    std::memcpy(buffer, "\x01\a\b\x1b[2J\r\n\x7f%s%n", 15);
-  } else if (kind == "utf8") {
-    std::memcpy(buffer, "\xc0\x80\xff\xfe\xed\xa0\x80\xf4\x90", 10);
   } else {
-    std::memcpy(buffer, "value", 6);
+    const std::string text = oddText(kind, "value");
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
   }
 }
+
+void keepAsked(const char* name) {
+  const std::string file = setting("asked");
+  if (!file.empty()) std::ofstream(file, std::ios::app) << name << '\0';
+}
+
+/// Lets so many lines through to the log's own buffer.
+class FailingBuffer : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    return left_-- > 0 ? logger.output.rdbuf()->sputn(text, size) : 0;
+  }
+
+ private:
+  int left_ = number("logfails");
+};
 
 UpdateCallback registered;
 std::vector<std::thread> threads;
@@ -144,8 +170,9 @@ void value_type::ValueType::onChange() {}
 int DeviceGetSupportedProperties(int /*deviceType*/, std::vector<std::string>& names,
                                  std::vector<std::string>& details) {
   const auto size = static_cast<std::size_t>(number("size", 8));
+  const std::string text = oddText(setting("nametext"), "");
   for (int i = 0; i < number("names"); ++i) {
-    std::string name = "p" + std::to_string(i);
+    std::string name = "p" + std::to_string(i) + text;
     name.resize(std::max(name.size(), size), 'n');
     names.push_back(std::move(name));
   }
@@ -157,6 +184,10 @@ extern "C" {
 
 int GPUSetLogger(const char* fileName) {
   logger.output.open(fileName, std::ios::app);
+  if (!setting("logfails").empty()) {
+    static FailingBuffer buffer;
+    static_cast<std::ostream&>(logger.output).rdbuf(&buffer);
+  }
   if (number("logthrows") != 0) logger.output.exceptions(std::ios::badbit);
   return answer("GPUSetLogger");
 }
@@ -187,16 +218,19 @@ int GPUManagerStop() {
   return answer("GPUManagerStop");
 }
 
-int DeviceGetData(int /*deviceId*/, const char* /*name*/, int /*reserved0*/, int /*reserved1*/,
+int DeviceGetData(int /*deviceId*/, const char* name, int /*reserved0*/, int /*reserved1*/,
                   char* buffer, int size, int /*accessMode*/, int /*reserved2*/) {
+  keepAsked(name);
   fill(buffer, size);
   return answer("DeviceGetData");
 }
-int DeviceSetData(int /*deviceId*/, const char* /*name*/, const void* /*value*/, int /*size*/,
+int DeviceSetData(int /*deviceId*/, const char* name, const void* /*value*/, int /*size*/,
                   int /*reserved*/) {
+  keepAsked(name);
   return answer("DeviceSetData");
 }
-int DeviceClearData(int /*deviceId*/, const char* /*name*/, int /*reserved*/) {
+int DeviceClearData(int /*deviceId*/, const char* name, int /*reserved*/) {
+  keepAsked(name);
   return answer("DeviceClearData");
 }
 int DeviceGetSupportedProperties(int /*deviceType*/, char* buffer, int size) {

@@ -16,10 +16,14 @@ RUNS = {
     "list": ((*MANIFEST, "list", "gpu"), ""),
     "get": ((*MANIFEST, "-l", "5", "-L", "log", "get", "gpu", "0", "all", "0"), ""),
     "set": ((*MANIFEST, "set", "0", "p0nnnnnn", "1"), ""),
+    "clear": ((*MANIFEST, "clear", "0", "p0nnnnnn"), ""),
     "raw": ((*MANIFEST, "raw", "gpu", "0", "1", "2", "3", *BYTES), ""),
+    "rawSyncCmd": ((*MANIFEST, "rawSyncCmd", "gpu", "0", "1", "2", "3", *BYTES), ""),
+    "rawAsyncCmd": (
+        (*MANIFEST, "rawAsyncCmd", "gpu", "0", "4", "1", "2", "3", *BYTES, "8", "9", "10"), ""),
     "set_callback": ((*MANIFEST, "set_callback", "0", "GPUGetVendorIdV2"), ""),
     "shell": ((*MANIFEST, "shell"), "get gpu 0 x\nset 0 p0nnnnnn 1\nsnapshot refresh_status\nquit\n"),
-}
+}  # fmt: skip
 
 
 @pytest.mark.parametrize("name", RUNS)
@@ -31,6 +35,7 @@ def test_each_allocation_of_a_run_may_fail(hostile, name):
     hostile.orders = "names=3;words=3;journal="
     hostile.extra = {"LD_PRELOAD": preload, "FAIL_REPORT": str(report)}
     normal = hostile(*words, stdin=stdin)
+    assert (normal.stderr != "") == (name == "refused")
     before_main, total = map(int, report.read_text().split())
     assert 0 < before_main < total
     body = normal.stdout.removesuffix(USAGE)

@@ -37,6 +37,7 @@ ASYNC_HEADER = (
 )
 ASYNC_KORSWITCH = ("rawAsyncCmd", "korswitch", *ASYNC[2:])
 ASYNC_KORSWITCH_HEADER = ASYNC_HEADER.replace("gpu", "korswitch")
+LOG = ("-l", "5", "-L", "log")
 GET = ("get", "gpu", "0", "p0nnnnnn", "0")
 GET_ALL = ("get", "gpu", "0", "all", "0")
 SET = ("set", "0", "p0nnnnnn", "1")
@@ -118,11 +119,16 @@ def test_a_failed_init_ends_these_commands_with_its_code(hostile, command):
         assert hostile.calls() == ["GPUManagerInit"]
 
 
+ODD = {
+    "control": "\x01\a\b\x1b[2J\r\n\x7f%s%n",
+    "utf8": "\xc0\x80\xff\xfe\xed\xa0\x80\xf4\x90",
+    "format": "%s%n%999999d%",
+    "nul": "a\0b",
+}
 TEXTS = {
     "nonul": lambda size: "x" * size,
     "empty": lambda size: "",
-    "control": lambda size: "\x01\a\b\x1b[2J\r\n\x7f%s%n",
-    "utf8": lambda size: b"\xc0\x80\xff\xfe\xed\xa0\x80\xf4\x90".decode("latin-1"),
+    **{kind: lambda size, text=text: text.partition("\0")[0] for kind, text in ODD.items()},
 }
 
 
@@ -151,6 +157,56 @@ def test_lists_of_any_length_and_names_of_any_size(hostile, names, size):
         assert run == (STARTING + expected, "", 0 if names else 255)
 
 
+def argument(text):
+    """A word of the command line that has these bytes."""
+    return text.encode("latin-1")
+
+
+@pytest.mark.parametrize("kind", ODD)
+def test_names_of_any_bytes_are_printed_whole_and_found_by_all_their_bytes(hostile, kind):
+    hostile.orders = f"names=2;asked=asked;nametext={kind}"
+    first, last = (f"p{i}{ODD[kind]}".ljust(8, "n") for i in range(2))
+    # A request carries a C string: it ends where the name has a NUL.
+    asked = [name.partition("\0")[0] for name in (first, last)]
+    assert hostile(*MANIFEST, *LOG, *GET_ALL) == (
+        STARTING + f"Device[gpu0]({first}) value\nDevice[gpu0]({last}) value\n", "", 0)  # fmt: skip
+    assert hostile.asked() == asked
+    for command, value, done in (("set", ["1"], "Set done.\n"), ("clear", [], "Clear done.\n")):
+        refused = [asked[1][:-1], asked[1] + "n"]
+        if "\0" in last:
+            refused.append(asked[1])
+        else:
+            run = hostile(*MANIFEST, *LOG, command, "0", argument(last), *value)
+            assert run == (STARTING + done, "", 0)
+            assert hostile.asked() == [last]
+        for name in refused:
+            run = hostile(*MANIFEST, *LOG, command, "0", argument(name), *value)
+            assert run == (STARTING + f"Property ({name}) is not supported!\n", "", 255)
+            assert hostile.asked() == []
+
+
+def test_names_with_a_nul_in_the_shell(hostile):
+    hostile.orders = "names=2;asked=asked;nametext=nul"
+    session = "set 0 p1a\0bnnn 1\nclear 0 p1a\0bnnn\nset 0 p1a\0bnnm 1\nclear 0 p1a\nquit\n"
+    assert hostile(*MANIFEST, *LOG, "shell", stdin=session) == (
+        "> Set done.\n> Clear done.\n> Property (p1a\0bnnm) is not supported!\n"
+        "> Property (p1a) is not supported!\n> ", "", 0)  # fmt: skip
+    assert hostile.asked() == ["p1a", "p1a"]
+
+
+def test_names_of_1_mib_in_the_shell(hostile):
+    size = 1 << 20
+    hostile.orders = f"names=3;size={size};asked=asked"
+    name = "p2".ljust(size, "n")
+    others = [name[:-1], name + "n", name[:-1] + "m", "q" * size]
+    lines = [f"set 0 {name} 1", f"clear 0 {name}"]
+    lines += [line for other in others for line in (f"set 0 {other} 1", f"clear 0 {other}")]
+    run = hostile(*MANIFEST, *LOG, "shell", stdin="\n".join([*lines, "quit"]))
+    refusals = "".join(f"> Property ({other}) is not supported!\n" * 2 for other in others)
+    assert run == ("> Set done.\n> Clear done.\n" + refusals + "> ", "", 0)
+    assert hostile.asked() == [name, name]
+
+
 def test_a_long_list_of_failures_is_counted_once_in_the_log(hostile):
     hostile.orders = "names=1000;code.DeviceGetData=-1"
     run = hostile(*MANIFEST, "-l", "2", "-L", "log", *GET_ALL)
@@ -174,7 +230,9 @@ def test_replies_of_any_length(hostile, words):
 
 # Command, the call that raises, what had been printed before.
 RAISING = [
-    (("list", "gpu"), "GPUManagerInit", ""),
+    *((command, "GPUManagerInit", "") for command in (
+        ("list", "gpu"), GET, SET, CLEAR, raw("raw", "gpu"), raw("rawSyncCmd", "gpu"), ASYNC,
+        ("shell",), ("set_callback", "0", API))),
     (("list", "gpu"), "GPUManagerRun", ""),
     (("list", "gpu"), NAMES, ""),
     (("list", "gpu"), "GPUManagerStop", ""),
@@ -197,8 +255,11 @@ RAISING = [
     (raw("rawSyncCmd", "fpga"), "TesselSyncCmdFpga", STARTING + header("fpga")),
     (ASYNC, "TesselAsyncCmdGpu", STARTING + ASYNC_HEADER),
     (ASYNC_KORSWITCH, "TesselAsyncCmdKorswitch", STARTING + ASYNC_KORSWITCH_HEADER),
+    (raw("raw", "gpu"), "GPUManagerStop", STARTING + header("gpu") + "00 00 00 00 \n"),
+    (raw("rawSyncCmd", "gpu"), "GPUManagerStop", STARTING + header("gpu") + "ff " * 12 + "\n"),
+    (ASYNC, "GPUManagerStop", STARTING + ASYNC_HEADER + "ff " * 8 + "00 00 00 00 \n"),
     (("set_callback", "0", API), "DeviceSetCallbackUpdateData", STARTING),
-]
+]  # fmt: skip
 
 
 @pytest.mark.parametrize(
@@ -206,12 +267,12 @@ RAISING = [
 )
 def test_an_exception_of_the_library(hostile, command, call, before):
     for kind, message in (("std", HOSTILE_TEXT), ("alloc", "[E]std::bad_alloc\n")):
-        hostile.orders = f"names=1;throw.{call}={kind}"
+        hostile.orders = f"names=1;words=1;throw.{call}={kind}"
         assert hostile(*MANIFEST, *command) == (before + USAGE, message, 0)
         assert hostile.calls()[-1] == call
         assert hostile.merged(*MANIFEST, *command) == before + message + USAGE
     # What is no standard exception ends the process at once, as documented: nothing is said twice.
-    hostile.orders = f"names=1;throw.{call}=other"
+    hostile.orders = f"names=1;words=1;throw.{call}=other"
     run = hostile(*MANIFEST, *command)
     assert run.status == -6
     assert "terminate called" in run.stderr
@@ -227,9 +288,9 @@ def test_an_exception_leaves_the_shell_without_a_stop(hostile):
     run = hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nquit\n")
     assert run == ("> " + USAGE, HOSTILE_TEXT, 0)
     assert hostile.calls() == [*INIT_RUN, "SnapShotRefreshStatus"]
-
-
-LOG = ("-l", "5", "-L", "log")
+    hostile.orders = "throw.GPUManagerStop=std"
+    assert hostile(*MANIFEST, "shell", stdin="help me\nquit\n") == ("> > " + USAGE, HOSTILE_TEXT, 0)
+    assert hostile.calls() == [*INIT_RUN, *STOP]
 
 
 def callback_lines(hostile):

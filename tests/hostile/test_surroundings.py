@@ -1,6 +1,7 @@
 """Surroundings that fail: standard streams, signals, the log file, file names."""
 
 import os
+import re
 import resource
 import signal
 import subprocess
@@ -53,18 +54,20 @@ def test_a_shell_with_a_full_output_reports_it_once_at_its_end(boardctl):
         assert finish(shell, SESSION * 100) == (None, NO_SPACE, 0)
 
 
+FILE_LIMIT = 1024
+
+
+def limit_files():
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
+
+
 def test_output_that_fills_up_half_way(boardctl):
-    limit = 1024
-
-    def prepare():
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
-
     file = boardctl.folder / "out"
     with file.open("wb") as out:
-        run = finish(start(boardctl, "-h", stdout=out, preexec_fn=prepare))
+        run = finish(start(boardctl, "-h", stdout=out, preexec_fn=limit_files))
     assert run == (None, "[E]Cannot write standard output: File too large\n", 255)
-    assert file.read_text() == USAGE[:limit]
+    assert file.read_text() == USAGE[:FILE_LIMIT]
 
 
 def test_a_broken_pipe_kills_quietly(boardctl):
@@ -103,6 +106,23 @@ def test_an_error_does_not_go_into_the_log_when_its_own_stream_is_closed(hostile
     assert lines[0].endswith("[getGpuData]: Entry().")
 
 
+def test_a_log_does_not_take_the_place_of_a_closed_input(hostile):
+    words = (*MANIFEST, "-l", "5", "-L", "log")
+    closed = {"stdin": None, "preexec_fn": lambda: os.close(0)}
+    run = finish(start(hostile, *words, "get", "gpu", "0", "x", "0", **closed))
+    assert run == ((STARTING + "Device[gpu0](x) value\n").encode(), "", 0)
+    log = hostile.folder / "log"
+    assert log.read_text().count("\n") == 2
+    # A shell goes on prompting, so that its descriptors can be looked at.
+    shell = start(hostile, *words, "shell", **closed)
+    os.read(shell.stdout.fileno(), 1)
+    descriptors = f"/proc/{shell.pid}/fd"
+    names = {int(fd): os.readlink(f"{descriptors}/{fd}") for fd in os.listdir(descriptors)}
+    read_prompts(shell)
+    assert names[0] == "/dev/null"
+    assert [fd > 2 for fd, name in names.items() if name == str(log)] == [True]
+
+
 def test_all_standard_streams_closed(hostile):
     for command in (("bogus",), ("get", "gpu", "0", "x", "0")):
         process = start(
@@ -111,6 +131,10 @@ def test_all_standard_streams_closed(hostile):
             preexec_fn=lambda: [os.close(fd) for fd in range(3)],
         )  # fmt: skip
         assert finish(process) == (None, "", 0)
+    lines = (hostile.folder / "log").read_text().splitlines()
+    assert len(lines) == 2
+    assert lines[0].endswith("[getGpuData]: Entry().")
+    assert lines[1].endswith("accMode : 0, devType : 0.")
 
 
 def read_prompts(shell):
@@ -233,11 +257,44 @@ def test_a_log_file_that_cannot_be_written_changes_nothing(hostile):
         assert unwritable.read_text() == "kept"
 
 
+@pytest.mark.parametrize("order, kept", [("logfails=3", 3), ("logfails=0", 0), ("", None)])
+def test_a_log_stream_that_fails_half_way_changes_nothing(hostile, order, kept):
+    hostile.orders = "journal=;" + order
+    prepare = limit_files if kept is None else None
+    words = (*MANIFEST, "-l", "5", "-L", "log", "shell")
+    shell = start(hostile, *words, stdin=subprocess.PIPE, preexec_fn=prepare)
+    run = finish(shell, b"get gpu 0 x\n" * 300 + b"get gpu 0\nquit\n")
+    printed = b"> Device[gpu0](x) value\n" * 300
+    assert run[1:] == ("", 0)
+    assert run[0].startswith(printed + b"> Missing params!\n") and run[0].endswith(b"\n> ")
+    log = (hostile.folder / "log").read_bytes()
+    if kept is None:
+        assert len(log) == FILE_LIMIT
+    else:
+        assert log.count(b"\n") == kept
+
+
 def test_the_simulated_board_reports_a_log_it_cannot_open(boardctl):
-    for name in ("missing/log", "."):
-        run = boardctl(*BOARD, "-l", "5", "-L", name, "list", "gpu")
-        assert run.status == 0
-        assert run.stdout.startswith("Device Property List: \n")
+    command = ("get", "gpu", "0", "gpu.inventory.gpuPartNumber", "0")
+    usual = boardctl(*BOARD, *command)
+    assert (usual.stderr, usual.status) == ("", 0)
+    for name, reason in (("missing/log", "No such file or directory"), (".", "Is a directory")):
+        for words in (("-l", "5", "-L", name), ("-L", name)):
+            run = boardctl(*BOARD, *words, *command)
+            assert (run.stdout, run.status) == (usual.stdout, 0)
+            stamp = r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]"
+            said = f"E{name}: cannot be opened as the log file: {reason}\n"
+            assert re.fullmatch(stamp + re.escape(said), run.stderr)
+
+
+def test_the_simulated_board_on_a_full_log_says_nothing(boardctl):
+    name = "gpu.inventory.gpuPartNumber"
+    session = f"get gpu 0 {name}\nget gpu 99 {name}\n" * 300 + "quit\n"
+    expected = boardctl(*BOARD, "shell", stdin=session)
+    assert (expected.stderr, expected.status) == ("", 0)
+    assert expected.stdout.count("\n") == 600
+    full = ("-l", "5", "-L", "/dev/full")
+    assert boardctl(*BOARD, *full, "shell", stdin=session) == expected
 
 
 def test_a_log_file_removed_while_it_is_open(hostile):

@@ -23,6 +23,18 @@ void data_info::DataInfo::onChange() {}
 
 namespace {
 
+int get(int id, const char* name, std::string& text, int mode = 0) {
+  std::array<char, 10240> buffer{};
+  const int code =
+      DeviceGetData(id, name, 0, 0, buffer.data(), static_cast<int>(buffer.size()), mode, 0);
+  text = buffer.data();
+  return code;
+}
+
+int set(int id, const char* name, std::int32_t value) {
+  return DeviceSetData(id, name, &value, sizeof value, 0);
+}
+
 /// A running manager on the built-in board.
 class RunningBoard : public testing::Test {
  protected:
@@ -31,17 +43,6 @@ class RunningBoard : public testing::Test {
     ASSERT_EQ(GPUManagerRun(0, 0), 0);
   }
   void TearDown() override { EXPECT_EQ(GPUManagerStop(), 0); }
-
-  static int get(int id, const char* name, std::string& text, int mode = 0) {
-    std::array<char, 10240> buffer{};
-    const int code =
-        DeviceGetData(id, name, 0, 0, buffer.data(), static_cast<int>(buffer.size()), mode, 0);
-    text = buffer.data();
-    return code;
-  }
-  static int set(int id, const char* name, std::int32_t value) {
-    return DeviceSetData(id, name, &value, sizeof value, 0);
-  }
 };
 
 TEST(Library, AnswersWithACodeWhateverTheOrder) {
@@ -174,14 +175,42 @@ TEST(Library, ARefusedFileLeavesNothingBehindAndOneLine) {
   EXPECT_EQ(GPUManagerStop(), 0);
 }
 
-TEST(Library, TheExampleBoardIsTheBuiltInBoard) {
-  const std::string manifest = std::string(EXAMPLES) + "/oob_manifest.json";
-  const std::string properties = std::string(EXAMPLES) + "/oob_properties.json";
-  ASSERT_EQ(GPUManagerInit(manifest.c_str(), "", properties.c_str()), 0);
-  ASSERT_EQ(GPUManagerRun(0, 0), 0);
-  std::array<char, 20480> buffer{};
-  EXPECT_EQ(DeviceGetAllSupportedProperties(buffer.data(), 20480), 0);
+/// A line for every property of every device: kind, name, details, device and value; and one for
+/// every property: the codes of a write and a clear. The clock is stepped, so that two equal boards
+/// answer alike.
+std::vector<std::string> answersOf(const std::string& manifest, const std::string& properties) {
+  const std::string profile = testing::TempDir() + "stepped.json";
+  std::ofstream(profile) << R"({"clock": {"mode": "stepped", "stepMs": 1000}})";
+  std::vector<std::string> lines;
+  EXPECT_EQ(GPUManagerInit(manifest.c_str(), profile.c_str(), properties.c_str()), 0);
+  EXPECT_EQ(GPUManagerRun(0, 0), 0);
+  for (int type = 0; type <= 24; ++type) {
+    std::vector<std::string> names;
+    std::vector<std::string> details;
+    DeviceGetSupportedProperties(type, names, details);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const char* const name = names[i].c_str();
+      std::string text;
+      for (int id = 0; get(id, name, text, 1) == sim::kOk; ++id) {
+        lines.push_back(std::to_string(type) + ' ' + names[i] + ' ' + details.at(i) + ' ' +
+                        std::to_string(id) + ' ' + text);
+      }
+      const int written = set(0, name, -1);
+      const int cleared = DeviceClearData(0, name, 0);
+      lines.push_back(names[i] + ' ' + std::to_string(written) + ' ' + std::to_string(cleared));
+    }
+  }
   EXPECT_EQ(GPUManagerStop(), 0);
+  return lines;
+}
+
+TEST(Library, TheExampleBoardIsTheBuiltInBoard) {
+  const std::string folder = EXAMPLES;
+  const auto example = answersOf(folder + "/oob_manifest.json", folder + "/oob_properties.json");
+  const auto builtIn = answersOf("", "");
+  ASSERT_EQ(example.size(), builtIn.size());
+  ASSERT_FALSE(builtIn.empty());
+  for (std::size_t i = 0; i < builtIn.size(); ++i) EXPECT_EQ(example[i], builtIn[i]);
 }
 
 }  // namespace
