@@ -8,6 +8,7 @@
 #include <sstream>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "tests/unit/command_test.h"
 
@@ -29,6 +30,18 @@ TEST_F(LogTest, WritesTheLetterOfEachLevel) {
   for (const int level : {0, 1, 2, 3, 4, 5, 6, 100}) logWrite(logger, level, "%d\n", level);
   EXPECT_EQ(logLines(),
             (std::vector<std::string>{"O0", "P1", "E2", "W3", "D4", "I5", "O6", "O100"}));
+}
+
+TEST_F(LogTest, EachNamedLevelHasItsLetter) {
+  openLog("9");
+  for (const auto& [level, letter] : {std::pair{kLogPanic, 'P'},
+                                      {kLogError, 'E'},
+                                      {kLogWarning, 'W'},
+                                      {kLogDebug, 'D'},
+                                      {kLogInfo, 'I'}}) {
+    logWrite(logger, level, "%c\n", letter);
+  }
+  EXPECT_EQ(logLines(), (std::vector<std::string>{"PP", "EE", "WW", "DD", "II"}));
 }
 
 TEST_F(LogTest, LetsLevelsUpToTheConfiguredOneThrough) {
