@@ -1,9 +1,25 @@
 #include "tools/boardctl/entry.h"
 
+#include <cstdlib>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 
 #include "tests/unit/command_test.h"
+
+namespace {
+
+bool outOfMemory = false;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const memory = outOfMemory ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace boardctl {
 namespace {
@@ -19,7 +35,11 @@ class EntryTest : public CommandTest {
     words.insert(words.begin(), "./boardctl");
     testing::internal::CaptureStderr();
     const Outcome outcome = run(
-        [&words](const Words&) { return runTool(static_cast<int>(words.size()), words.data()); },
+        [&words](const Words&) {
+          const std::int32_t result = runTool(static_cast<int>(words.size()), words.data());
+          outOfMemory = false;
+          return result;
+        },
         {});
     errors_ = testing::internal::GetCapturedStderr();
     return outcome;
@@ -45,6 +65,17 @@ TEST_F(EntryTest, ReportsAnErrorOfALibraryCall) {
   EXPECT_EQ(outcome.result, 0);
   EXPECT_EQ(errors_, "[E]%s bad\n");
   EXPECT_TRUE(outcome.output.starts_with(kStarting + "Device[gpu0](x) A Tool for OOB Device"));
+}
+
+TEST_F(EntryTest, ReportsAnErrorWhenNoMemoryIsLeftForTheUsage) {
+  library().get = [](const std::string&, char*, int) -> int {
+    outOfMemory = true;
+    throw std::bad_alloc();
+  };
+  const Outcome outcome = tool({"-m", manifest_.c_str(), "get", "gpu", "0", "x", "0"});
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_EQ(errors_, "[E]std::bad_alloc\n");
+  EXPECT_EQ(outcome.output, kStarting + "Device[gpu0](x) ");
 }
 
 TEST_F(EntryTest, OptionsRunInKeyOrderBeforeTheCommand) {
