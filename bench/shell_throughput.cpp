@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr int kLines = 5'000;
-constexpr int kRounds = 200;
+constexpr int kLines = 2'000;
+constexpr int kRounds = 1'000;
 constexpr const char* kProperty = "gpu.thermal.temperature.primaryGPU.extendedPrecision";
 
 void bareLoop() {
