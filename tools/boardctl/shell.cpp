@@ -51,7 +51,7 @@ class LineReader {
   /// signal nor input that does not wait cuts a line. Valid until the next call.
   std::string_view next() {
     std::string_view line = read();
-    if (!line.ends_with('\n') && mayGoOn()) line = resume(line);
+    if (mayGoOn()) line = resume(line);
     if (line.ends_with('\n')) line.remove_suffix(1);
     return line;
   }
