@@ -1,5 +1,6 @@
 #include "tests/unit/recording_library.h"
 
+#include <poll.h>
 #include <time.h>
 
 #include <algorithm>
@@ -198,6 +199,16 @@ int DeviceSetCallbackUpdateData(int deviceId, const std::string& apiName,
          reserved3);
   library().callback = callback;
   return library().registerResult;
+}
+
+/// Takes the place of the system's wait for input in this program; only a look passes through. The
+/// header says of the real one that it does not read what it is given.
+int waitForInput(pollfd* entries, nfds_t count, int timeout) __asm__("poll");
+int waitForInput(pollfd* entries, nfds_t count, int timeout) {
+  constexpr timespec kNow = {};
+  if (timeout == 0) return ppoll(entries, count, &kNow, nullptr);
+  record("poll", entries->fd, entries->events, timeout);
+  return 1;
 }
 
 /// Takes the place of the system's sleep in this program.

@@ -9,7 +9,7 @@
 #include "devmgr/callbacks.h"
 
 /// Stands in for `libdevmgr.so.0` inside the unit tests: it records every call with its arguments,
-/// in order, and answers as the test tells it. Sleeps are recorded among the calls.
+/// in order, and answers as the test tells it. Sleeps and waits for input are among the calls.
 struct RecordingLibrary {
   std::vector<std::string> calls;
 

@@ -1,16 +1,13 @@
-#include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
-#include <thread>
 
 #include "cli/handlers.h"
 #include "tests/unit/command_test.h"
@@ -227,18 +224,16 @@ TEST_F(ShellTest, ASignalDoesNotCutALine) {
 }
 
 TEST_F(ShellTest, InputThatDoesNotWaitIsWaitedFor) {
-  int ends[2];
-  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
-  std::thread writer([end = ends[1]] {
-    for (const std::string_view piece : {"he", "lp\nqu", "it\n"}) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      if (write(end, piece.data(), piece.size()) < 0) std::abort();
-    }
-  });
-  const std::string output = runOn(fdopen(ends[0], "r")).output;
-  writer.join();
-  close(ends[1]);
-  EXPECT_EQ(output, type("help\nquit\n").output);
+  EXPECT_EQ(deliver({{"", EAGAIN}, {"he"}, {"", EAGAIN}, {"", EINTR}, {"", EAGAIN}, {"lp\nquit\n"}})
+                .output,
+            type("help\nquit\n").output);
+}
+
+TEST_F(ShellTest, EachWaitForInputIsForItsDescriptorAndWithoutEnd) {
+  deliver({{"", EAGAIN}, {"qu"}, {"", EINTR}, {"", EAGAIN}, {"it\n"}});
+  // What is delivered here has no descriptor.
+  const std::string wait = "poll(-1, " + std::to_string(POLLIN) + ", -1)";
+  EXPECT_EQ(callsWhileRunning(), (Calls{wait, wait}));
 }
 
 TEST_F(ShellTest, AReadThatFailsDeliversWhatItHas) {
