@@ -51,7 +51,7 @@ class LineReader {
   /// signal nor input that does not wait cuts a line. Valid until the next call.
   std::string_view next() {
     std::string_view line = read();
-    if (mayGoOn()) line = resume(line);
+    if (!line.ends_with('\n')) line = resume(line);
     if (line.ends_with('\n')) line.remove_suffix(1);
     return line;
   }
@@ -79,7 +79,7 @@ class LineReader {
     poll(&input, 1, -1);
   }
 
-  /// The whole line whose beginning was delivered when the reading stopped.
+  /// The whole line whose beginning was delivered when the reading stopped, or what there is of it.
   std::string_view resume(std::string_view line) {
     interrupted_ = line;
     while (mayGoOn() && !interrupted_.ends_with('\n')) {
