@@ -32,6 +32,14 @@ void flushOutput() {
   if (std::fflush(stdout) != 0) noteFailure();
 }
 
+void printNow(std::string_view text) {
+  // Taken again by its owner, the lock costs little.
+  flockfile(stdout);
+  print(text);
+  flushOutput();
+  funlockfile(stdout);
+}
+
 int takeOutputError() { return std::exchange(outputError, 0); }
 
 }  // namespace boardctl

@@ -9,6 +9,9 @@ namespace boardctl {
 
 void print(std::string_view text);
 
+/// As `print`, then hands everything printed so far to the operating system.
+void printNow(std::string_view text);
+
 /// As printf.
 void printFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

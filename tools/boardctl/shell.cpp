@@ -133,9 +133,8 @@ std::int32_t runShell(std::vector<std::string> /*words*/) {
 
   LineReader input;
   while (true) {
-    print("> ");
     // Once input has ended nobody waits at the prompt, and prompts then come without end.
-    if (!input.ended()) flushOutput();
+    input.ended() ? print("> ") : printNow("> ");
     const std::string_view line = input.next();
     if (line == "quit" || line == "exit") break;
     if (line == "help") {
