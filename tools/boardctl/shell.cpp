@@ -134,7 +134,11 @@ std::int32_t runShell(std::vector<std::string> /*words*/) {
   LineReader input;
   while (true) {
     // Once input has ended nobody waits at the prompt, and prompts then come without end.
-    input.ended() ? print("> ") : printNow("> ");
+    if (input.ended()) {
+      print("> ");
+    } else {
+      printNow("> ");
+    }
     const std::string_view line = input.next();
     if (line == "quit" || line == "exit") break;
     if (line == "help") {
