@@ -1,18 +1,18 @@
-// What the simulated board costs: one read, all reads, and a second of its own work.
-
 #include <sys/resource.h>
 
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "bench/row.h"
 #include "catalogue/api_property_map.h"
 #include "devmgr/callbacks.h"
 #include "devmgr/manager.h"
 #include "devmgr/properties.h"
+
+/// What the simulated board costs: one read, all reads, and a second of its own work.
 
 void value_type::ValueType::onChange() {}
 void data_info::DataInfo::onChange() {}
@@ -28,10 +28,14 @@ double cpuSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double peakMiB() {
+double peakKiB() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  return static_cast<double>(usage.ru_maxrss) / 1024;
+  return static_cast<double>(usage.ru_maxrss);
+}
+
+void row(const std::string& what, double cost, const char* unit) {
+  bench::row(("simulated board, " + what).c_str(), cost, 0, unit);
 }
 
 int read(int id, const std::string& name, int mode) {
@@ -72,24 +76,22 @@ int listenToAll() {
 
 int main() {
   constexpr int kReads = 200'000;
-  constexpr int kSeconds = 10;
+  constexpr int kSeconds = 2;
   if (GPUManagerInit("", "", "") != 0 || GPUManagerRun(0, 0) != 0) return 1;
 
   double before = cpuSeconds();
   for (int i = 0; i < kReads; ++i) read(i % 8, "gpu.power.consumption", 1);
-  std::printf("pass-through read: %.2f us\n", (cpuSeconds() - before) / kReads * 1e6);
+  row("pass-through read", (cpuSeconds() - before) / kReads * 1e9, "ns");
 
   before = cpuSeconds();
   const int reads = readAll(0);
-  const double all = cpuSeconds() - before;
-  std::printf("all %d values of the board read once: %.1f ms, %.2f %% of a core if each second\n",
-              reads, all * 1e3, all * 1e2);
+  row("all " + std::to_string(reads) + " values, read once", (cpuSeconds() - before) * 1e3, "ms");
 
   const int registrations = listenToAll();
   before = cpuSeconds();
   std::this_thread::sleep_for(std::chrono::seconds(kSeconds));
-  std::printf("%d callbacks looked at each second: %.2f %% of a core\n", registrations,
-              (cpuSeconds() - before) / kSeconds * 1e2);
-  std::printf("peak memory of the process: %.1f MiB\n", peakMiB());
+  row("a second of " + std::to_string(registrations) + " callbacks",
+      (cpuSeconds() - before) / kSeconds * 1e3, "ms");
+  row("peak memory with all of that", peakKiB(), "KiB");
   GPUManagerStop();
 }
