@@ -1,7 +1,20 @@
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-# What every target of the project compiles with.
+# For all targets, GoogleTest included; the presets choose one.
+set(BOARDCTL_SANITIZER "" CACHE STRING "Sanitizers, as -fsanitize takes them; none when empty")
+if(BOARDCTL_SANITIZER)
+  set(sanitize -fsanitize=${BOARDCTL_SANITIZER})
+  if(BOARDCTL_FUZZ)
+    string(APPEND sanitize ",fuzzer-no-link")
+  endif()
+  add_compile_options(${sanitize} -fno-sanitize-recover=all)
+  add_link_options(${sanitize})
+endif()
+
+# What every target of the project compiles with. A target with the property BOARDCTL_TEST_CODE is
+# quick to compile rather than quick to run: half the time of a build would go into optimised tests.
+set(test_code $<BOOL:$<TARGET_PROPERTY:BOARDCTL_TEST_CODE>>)
 add_library(boardctl_options INTERFACE)
 target_compile_options(boardctl_options INTERFACE
   # Full position independence in the executable as well: data of the device library is then
@@ -21,7 +34,7 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 
 # Hardening, where the compiler offers it for the machine. The sanitizers do their own checking.
-if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+if(NOT BOARDCTL_SANITIZER)
   include(CheckCXXCompilerFlag)
   foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
     string(MAKE_C_IDENTIFIER "BOARDCTL_HAS${flag}" has)
@@ -33,8 +46,9 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     endif()
   endforeach()
   target_compile_options(boardctl_options INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+    $<$<NOT:$<OR:$<CONFIG:Debug>,${test_code}>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
+target_compile_options(boardctl_options INTERFACE $<${test_code}:-O0 -g1>)
 target_link_options(boardctl_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 
 # Code and data that nobody uses do not reach the controller.
