@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-namespace catalogue {
+namespace PropertyCatalogue {
 
 /// An immutable set, sorted at compile time.
 template <typename T, std::size_t N>
@@ -35,4 +35,4 @@ consteval SortedSet<T, N> sortedSet(const T (&values)[N]) {
   return SortedSet<T, N>(values);
 }
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

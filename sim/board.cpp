@@ -52,7 +52,7 @@ int Board::resolve(Call& call, int deviceId) const {
   if (!call.device) {
     std::string_view name = call.name;
     if (call.operation == Operation::setCallback) {
-      name = catalogue::ApiPropertyMap.find(name).value_or("");
+      name = PropertyCatalogue::ApiPropertyMap.find(name).value_or("");
     }
     call.property = world_.properties().find(name);
     if (!call.property) return kNoSuchProperty;

@@ -57,8 +57,8 @@ int readAll(int mode) {
 /// Registers a callback for every API name on every device; the number of registrations.
 int listenToAll() {
   int registrations = 0;
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    const std::string name(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    const std::string name(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
     for (int id = 0; DeviceSetCallbackUpdateData(
                          id, name, [](auto...) {}, -1, "", "", -1) == 0;
          ++id) {

@@ -129,17 +129,17 @@ Strings propertiesOf(const std::string& device) {
   const auto add = [&](std::string_view name) {
     if (name.substr(0, name.find('.')) == device) names.emplace(name);
   };
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    add(catalogue::ApiPropertyMap.entry(i).propertyName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    add(PropertyCatalogue::ApiPropertyMap.entry(i).propertyName);
   }
-  for (const std::string_view name : catalogue::PagedPropertyList) add(name);
+  for (const std::string_view name : PropertyCatalogue::PagedPropertyList) add(name);
   return {names.begin(), names.end()};
 }
 
 Strings apiNames() {
   Strings names;
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    names.emplace_back(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    names.emplace_back(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
   }
   return names;
 }

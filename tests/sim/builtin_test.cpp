@@ -19,11 +19,11 @@ World builtinWorld() {
 
 TEST(Builtin, KnowsEveryPropertyOfTheCatalogue) {
   const World world = builtinWorld();
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    const std::string_view name = catalogue::ApiPropertyMap.entry(i).propertyName;
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    const std::string_view name = PropertyCatalogue::ApiPropertyMap.entry(i).propertyName;
     EXPECT_TRUE(world.properties().find(name)) << name;
   }
-  for (const std::string_view name : catalogue::PagedPropertyList) {
+  for (const std::string_view name : PropertyCatalogue::PagedPropertyList) {
     EXPECT_TRUE(world.properties().find(name)) << name;
   }
 }
