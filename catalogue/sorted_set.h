@@ -23,7 +23,6 @@ class SortedSet {
   }
   constexpr auto begin() const { return values_.begin(); }
   constexpr auto end() const { return values_.end(); }
-  constexpr const T* data() const { return values_.data(); }
   constexpr std::size_t size() const { return N; }
 
  private:
