@@ -11,6 +11,7 @@
 
 #include "catalogue/api_property_map.h"
 #include "devmgr/callbacks.h"
+#include "devmgr/device_type.h"
 #include "devmgr/manager.h"
 #include "devmgr/properties.h"
 
@@ -35,7 +36,7 @@ double peakMiB() {
 }
 
 int read(int id, const std::string& name, int mode) {
-  std::array<char, 10240> buffer;
+  std::array<char, kPropertyValueSize> buffer;
   return DeviceGetData(id, name.c_str(), 0, 0, buffer.data(), static_cast<int>(buffer.size()), mode,
                        0);
 }
@@ -43,10 +44,10 @@ int read(int id, const std::string& name, int mode) {
 /// Reads every property of every device; the number of reads.
 int readAll(int mode) {
   int reads = 0;
-  for (int type = 0; type <= 24; ++type) {
+  for (const DeviceKind& kind : kDeviceKinds) {
     std::vector<std::string> names;
     std::vector<std::string> details;
-    DeviceGetSupportedProperties(type, names, details);
+    DeviceGetSupportedProperties(static_cast<int>(kind.type), names, details);
     for (const std::string& name : names) {
       for (int id = 0; read(id, name, mode) == 0; ++id) ++reads;
     }

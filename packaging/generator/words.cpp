@@ -9,7 +9,7 @@
 #include "catalogue/property_groups.h"
 #include "cli/handlers.h"
 #include "cli/registry.h"
-#include "tools/boardctl/device_type.h"
+#include "devmgr/device_type.h"
 #include "tools/boardctl/shell_handlers.h"
 
 namespace generator {
@@ -46,8 +46,9 @@ constexpr SlotRule kSlotRules[] = {
 };
 
 Strings deviceStrings() {
-  const auto words = boardctl::deviceWords();
-  return {words.begin(), words.end()};
+  Strings words;
+  for (const DeviceKind& kind : kDeviceKinds) words.emplace_back(kind.word);
+  return words;
 }
 
 Strings acceptedLevels() {

@@ -31,7 +31,7 @@ TEST(Builtin, KnowsEveryPropertyOfTheCatalogue) {
 TEST(Builtin, HasEveryKindOfDeviceAndPropertiesForEach) {
   const World world = builtinWorld();
   std::size_t bytes = 0;
-  for (KindIndex kind = 0; kind < static_cast<KindIndex>(kKinds.size()); ++kind) {
+  for (KindIndex kind = 0; kind < static_cast<KindIndex>(kDeviceKinds.size()); ++kind) {
     EXPECT_GT(world.topology().countOf(kind), 0) << wordOf(kind);
     EXPECT_FALSE(world.properties().ofKind(kind).empty()) << wordOf(kind);
     for (const PropertyIndex index : world.properties().ofKind(kind)) {
