@@ -14,7 +14,7 @@ volatile std::size_t found = 0;
 }  // namespace
 
 int main() {
-  constexpr const auto& table = catalogue::ApiPropertyMap;
+  constexpr const auto& table = PropertyCatalogue::ApiPropertyMap;
   constexpr int kTurns = 200;
   std::map<std::string, std::string, std::less<>> map;
   for (std::size_t i = 0; i < table.size(); ++i) {

@@ -24,7 +24,7 @@ void bareLoop() {
   for (int line = 0; line < kLines; ++line) {
     std::fputs("> ", stdout);
     std::fflush(stdout);
-    char value[10240] = {};
+    char value[kPropertyValueSize] = {};
     if (DeviceGetData(0, kProperty, 0, 0, value, sizeof value, 0, 0) != 0) std::abort();
     std::printf("Device[%s%d](%s) %s\n", "gpu", 0, kProperty, value);
   }

@@ -9,6 +9,7 @@
 #include "bench/row.h"
 #include "catalogue/api_property_map.h"
 #include "devmgr/callbacks.h"
+#include "devmgr/device_type.h"
 #include "devmgr/manager.h"
 #include "devmgr/properties.h"
 
@@ -39,7 +40,7 @@ void row(const std::string& what, double cost, const char* unit) {
 }
 
 int read(int id, const std::string& name, int mode) {
-  std::array<char, 10240> buffer;
+  std::array<char, kPropertyValueSize> buffer;
   return DeviceGetData(id, name.c_str(), 0, 0, buffer.data(), static_cast<int>(buffer.size()), mode,
                        0);
 }
@@ -47,10 +48,10 @@ int read(int id, const std::string& name, int mode) {
 /// Reads every property of every device; the number of reads.
 int readAll(int mode) {
   int reads = 0;
-  for (int type = 0; type <= 24; ++type) {
+  for (const DeviceKind& kind : kDeviceKinds) {
     std::vector<std::string> names;
     std::vector<std::string> details;
-    DeviceGetSupportedProperties(type, names, details);
+    DeviceGetSupportedProperties(static_cast<int>(kind.type), names, details);
     for (const std::string& name : names) {
       for (int id = 0; read(id, name, mode) == 0; ++id) ++reads;
     }
@@ -61,8 +62,8 @@ int readAll(int mode) {
 /// Registers a callback for every API name on every device; the number of registrations.
 int listenToAll() {
   int registrations = 0;
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    const std::string name(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    const std::string name(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
     for (int id = 0; DeviceSetCallbackUpdateData(
                          id, name, [](auto...) {}, -1, "", "", -1) == 0;
          ++id) {

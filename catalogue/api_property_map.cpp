@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-namespace catalogue {
+namespace PropertyCatalogue {
 namespace {
 
 constexpr std::size_t kRowCount = std::size(kApiPropertyRows);
@@ -91,4 +91,4 @@ ApiPropertyRow ApiPropertyMapView::entry(std::size_t index) const {
   return {kTable.key(index), kTable.value(index)};
 }
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

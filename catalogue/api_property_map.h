@@ -6,7 +6,7 @@
 
 #include "catalogue/api_property_rows.h"
 
-namespace catalogue {
+namespace PropertyCatalogue {
 
 /// The property name of each API name: 491 unique keys, compared exactly as byte strings. Immutable
 /// and constant-initialised; it owns no memory and costs nothing at start-up. Any thread may use
@@ -28,4 +28,4 @@ class ApiPropertyMapView {
 
 inline constexpr ApiPropertyMapView ApiPropertyMap;
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

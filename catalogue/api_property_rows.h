@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace catalogue {
+namespace PropertyCatalogue {
 
 struct ApiPropertyRow {
   std::string_view apiName;
@@ -520,4 +520,4 @@ inline constexpr ApiPropertyRow kApiPropertyRows[] = {
     {"PCIeRetimerGetMaxPCIeLinkSpeedV2", "pcieretimer.pcie.maxSpeed"},
 };
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

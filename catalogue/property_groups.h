@@ -7,8 +7,10 @@
 
 #include "catalogue/sorted_set.h"
 
-/// Reference data of the device library: constant-initialised, immutable, usable from any thread.
-namespace catalogue {
+/// The constant tables of the device library's names and codes: `ApiPropertyMap`, which has a
+/// header of its own, and these groups. All are constant-initialised, immutable and usable from any
+/// thread.
+namespace PropertyCatalogue {
 
 /// Paged and multi-valued properties, in the library's order; a list, so names may repeat.
 inline constexpr std::string_view PagedPropertyList[] = {
@@ -190,4 +192,4 @@ inline constexpr auto CodeSetC = sortedSet<std::uint16_t>({
 });
 static_assert(CodeSetC.size() == 4);
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

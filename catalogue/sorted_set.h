@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-namespace catalogue {
+namespace PropertyCatalogue {
 
 /// An immutable set, sorted at compile time.
 template <typename T, std::size_t N>
@@ -23,7 +23,6 @@ class SortedSet {
   }
   constexpr auto begin() const { return values_.begin(); }
   constexpr auto end() const { return values_.end(); }
-  constexpr const T* data() const { return values_.data(); }
   constexpr std::size_t size() const { return N; }
 
  private:
@@ -35,4 +34,4 @@ consteval SortedSet<T, N> sortedSet(const T (&values)[N]) {
   return SortedSet<T, N>(values);
 }
 
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

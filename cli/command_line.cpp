@@ -18,27 +18,30 @@ std::string groupKey(const OptionSpec& entry) {
 }  // namespace
 
 CommandLine::CommandLine(std::vector<std::string> args, const std::vector<OptionSpec>& registry)
-    : args_(std::move(args)), registry_(registry) {}
+    : argc_(static_cast<std::int32_t>(args.size())), args_(std::move(args)), registry_(registry) {}
 
-/// The last entry of that name: a short list is searched faster than a map of it is built.
-const OptionSpec* CommandLine::find(std::string_view word) const {
-  if (word.empty()) return nullptr;
-  for (auto entry = registry_.rbegin(); entry != registry_.rend(); ++entry) {
-    if (entry->name == word || entry->longName == word) return &*entry;
+void CommandLine::index() {
+  byName_.clear();
+  required_.clear();
+  for (const OptionSpec& entry : registry_) {
+    for (const std::string* name : {&entry.name, &entry.longName}) {
+      if (!name->empty()) byName_[*name] = &entry;
+    }
+    if (entry.presence == Presence::required) required_[groupKey(entry)] = false;
   }
-  return nullptr;
+}
+
+const std::string& CommandLine::arg(std::int32_t position) const {
+  return args_[static_cast<std::size_t>(position)];
 }
 
 std::int32_t CommandLine::parse() {
-  required_.clear();
-  for (const OptionSpec& entry : registry_) {
-    if (entry.presence == Presence::required) required_[groupKey(entry)] = false;
-  }
-  for (position_ = 1; position_ < args_.size(); ++position_) {
-    const std::string& word = args_[position_];
-    const OptionSpec* const found = find(word);
-    if (found == nullptr) throw std::runtime_error("Uknown argument: " + word + "!");
-    const OptionSpec& entry = *found;
+  index();
+  for (position_ = 1; position_ < argc_; ++position_) {
+    const std::string& word = arg(position_);
+    const auto found = byName_.find(word);
+    if (found == byName_.end()) throw std::runtime_error("Uknown argument: " + word + "!");
+    const OptionSpec& entry = *found->second;
     const std::string key = groupKey(entry);
     if (entry.presence == Presence::required) required_[key] = true;
     if (entry.presence == Presence::exclusive) {
@@ -60,22 +63,22 @@ std::int32_t CommandLine::parse() {
 void CommandLine::takeWords(const std::string& word, OptionSpec& entry) {
   if (entry.argKind == ArgKind::none) return;
   for (std::int32_t taken = 0; taken < entry.paramCount; ++taken) {
-    const std::size_t next = position_ + 1;
-    if (next >= args_.size() || isOption(args_[next])) {
+    const std::int32_t next = position_ + 1;
+    if (next >= argc_ || isOption(arg(next))) {
       throw std::runtime_error("Argument " + word + " needs parameter!");
     }
     position_ = next;
     if (entry.argKind == ArgKind::replace) entry.words.clear();
-    entry.words.push_back(args_[next]);
+    entry.words.push_back(arg(next));
   }
 }
 
 std::int32_t CommandLine::run() {
   if (selected_.empty()) {
     for (const char* help : {"-h", "--help"}) {
-      const OptionSpec* const found = find(help);
-      if (found == nullptr) continue;
-      found->handler(found->words);
+      const auto found = byName_.find(help);
+      if (found == byName_.end()) continue;
+      found->second->handler(found->second->words);
       return -1;
     }
     static_cast<void>(formatOptionTable(registry_, kUsageIndent, kUsageWidth));

@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "cli/option_spec.h"
@@ -28,6 +27,9 @@ class CommandLine {
   /// and 0 after anything else. What a handler raises passes through.
   std::int32_t run();
 
+  /// The registry's entries by name and by second name; filled by `parse`.
+  const std::map<std::string, const OptionSpec*>& byName() const { return byName_; }
+
   /// The required groups ("-m", "cmd"), each true once seen.
   const std::map<std::string, bool>& required() const { return required_; }
 
@@ -35,12 +37,15 @@ class CommandLine {
   const std::map<std::string, std::unique_ptr<OptionSpec>>& selected() const { return selected_; }
 
  private:
-  const OptionSpec* find(std::string_view word) const;
+  void index();
+  const std::string& arg(std::int32_t position) const;
   void takeWords(const std::string& word, OptionSpec& entry);
 
+  std::int32_t argc_;
   std::vector<std::string> args_;
-  std::size_t position_ = 1;
+  std::int32_t position_ = 1;  ///< in `args_`, of the word that is looked at
   const std::vector<OptionSpec>& registry_;
+  std::map<std::string, const OptionSpec*> byName_;
   std::map<std::string, bool> required_;
   std::map<std::string, std::unique_ptr<OptionSpec>> selected_;
 };

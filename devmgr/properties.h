@@ -5,13 +5,17 @@
 
 #include "devmgr/api.h"
 
+/// The sizes of the buffers that the tool passes, in bytes: for one value and for a text listing.
+inline constexpr int kPropertyValueSize = 10240;
+inline constexpr int kPropertyListSize = 20480;
+
 /// Property access. Requests are made between `GPUManagerRun` and `GPUManagerStop`, from the main
 /// thread only. Every function returns 0 for success and a library error code otherwise.
 ///
 /// Device ids are 0-based within their device kind and are passed as the operator typed them:
 /// negative and absent ones are the library's to refuse. Property names are NUL-terminated, exact
 /// and case-sensitive; their first component names the device kind. Device types are the codes of
-/// `getDeviceType`, -1 for a word that names none.
+/// `DeviceType`.
 ///
 /// All buffers belong to the caller and are zero-filled before the call. The library writes a
 /// NUL-terminated text and never more than the given size; a caller must still not read past the
@@ -21,7 +25,7 @@ extern "C" {
 /// Reads one property as printable text.
 ///
 /// `reserved0`, `reserved1`, `reserved2`: passed as 0; their meaning is the library's.
-/// `buffer`, `size`: receive the text; the tool passes 10240 bytes.
+/// `buffer`, `size`: receive the text; the tool passes `kPropertyValueSize`.
 /// `accessMode`: 0 reads the last snapshot, 1 passes the read through to the device; any other
 /// value is the library's to judge.
 /// On failure the buffer's contents mean nothing.
@@ -39,7 +43,7 @@ DEVMGR_API int DeviceSetData(int deviceId, const char* propertyName, const void*
 DEVMGR_API int DeviceClearData(int deviceId, const char* propertyName, int reserved);
 
 /// Text form: writes a complete, printable listing of the names that one device type supports.
-/// Its layout is the library's. `size`: the tool passes 20480.
+/// Its layout is the library's. `size`: the tool passes `kPropertyListSize`.
 DEVMGR_API int DeviceGetSupportedProperties(int deviceType, char* buffer, int size);
 
 /// As the text form above, for all device types at once.

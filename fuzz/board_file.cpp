@@ -74,7 +74,7 @@ void live(sim::Topology topology, sim::PropertyDb properties, sim::Profile profi
         board.listen(resolved, now, [](auto...) {});
       });
     }
-    for (sim::KindIndex kind = 0; kind < static_cast<sim::KindIndex>(sim::kKinds.size()); ++kind) {
+    for (sim::KindIndex kind = 0; kind < static_cast<sim::KindIndex>(kDeviceKinds.size()); ++kind) {
       const int count = board.world().topology().countOf(kind);
       if (count == 0) continue;
       for (const int id : std::set{0, count - 1}) {

@@ -52,7 +52,7 @@ int Board::resolve(Call& call, int deviceId) const {
   if (!call.device) {
     std::string_view name = call.name;
     if (call.operation == Operation::setCallback) {
-      name = catalogue::ApiPropertyMap.find(name).value_or("");
+      name = PropertyCatalogue::ApiPropertyMap.find(name).value_or("");
     }
     call.property = world_.properties().find(name);
     if (!call.property) return kNoSuchProperty;
@@ -238,7 +238,7 @@ int Board::asyncRequest(const MailboxRequest& request, Time now, MailboxReply& r
 
 void Board::list(std::optional<KindIndex> kind, std::vector<std::string>& names,
                  std::vector<std::string>& details) const {
-  const auto last = static_cast<KindIndex>(kKinds.size());
+  const auto last = static_cast<KindIndex>(kDeviceKinds.size());
   for (KindIndex k = kind.value_or(0); k < (kind ? *kind + 1 : last); ++k) {
     for (const PropertyIndex index : world_.properties().ofKind(k)) {
       names.push_back(world_.properties().at(index).name);

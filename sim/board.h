@@ -77,7 +77,7 @@ class Board {
   World world_;
   std::uint64_t seed_;
   SnapshotSchedule snapshot_;
-  std::array<Time, kKinds.size()> latency_;
+  std::array<Time, kDeviceKinds.size()> latency_;
   Faults faults_;
   Timeline timeline_;
   Updates updates_;

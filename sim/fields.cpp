@@ -4,10 +4,13 @@
 #include <charconv>
 #include <numeric>
 
+#include "devmgr/properties.h"
+
 namespace sim {
 namespace {
 
-constexpr std::size_t kMaxText = 10239;
+/// What fits the buffer for a value, with its NUL.
+constexpr std::size_t kMaxText = kPropertyValueSize - 1;
 
 /// The number of single-character changes between two words.
 std::size_t distance(std::string_view a, std::string_view b) {
@@ -47,7 +50,9 @@ const Node& require(const Node& node, JsonType type) {
 const std::string& textOf(const Node& node) {
   const std::string& text = require(node, JsonType::string).text;
   if (text.empty()) node.refuse("the text is empty");
-  if (text.size() > kMaxText) node.refuse("the text is longer than 10239 bytes");
+  if (text.size() > kMaxText) {
+    node.refuse("the text is longer than " + std::to_string(kMaxText) + " bytes");
+  }
   const bool printable =
       std::ranges::all_of(text, [](char c) { return (c & 0xe0) != 0 && c != 0x7f; });
   if (!printable) node.refuse("the text holds a control character");

@@ -25,24 +25,32 @@ constexpr std::uint32_t kVersion = 0x00010000;
 constexpr std::uint8_t kPads = 8;
 constexpr std::uint32_t kTests = 4;
 
-/// An opcode and what understands it: bits 0, 1 and 2 for GPUs, link switches and the FPGA.
+/// An opcode and what understands it.
 struct OpcodeRow {
   Opcode opcode;
-  unsigned kinds;
+  unsigned kinds;  ///< A bit for each kind, at the place of its index.
   bool async;
   bool whileWorking;  ///< Answered while a long-running request is under way.
 };
 
-constexpr unsigned kAll = 0b111;
-constexpr std::array kOpcodes{
-    OpcodeRow{kCapabilities, kAll, false, true},  OpcodeRow{kTemperature, kAll, false, false},
-    OpcodeRow{kPower, 0b101, false, false},       OpcodeRow{kScratchRead, kAll, false, false},
-    OpcodeRow{kScratchWrite, kAll, false, false}, OpcodeRow{kRegisters, kAll, false, true},
-    OpcodeRow{kTestStart, 0b011, true, false},    OpcodeRow{kTestProgress, 0b011, true, true},
-    OpcodeRow{kTestCancel, 0b011, true, true},
-};
+constexpr unsigned kGpuBit = 1U << kGpu;
+constexpr unsigned kKorswitchBit = 1U << kKorswitch;
+constexpr unsigned kFpgaBit = 1U << kFpga;
+constexpr unsigned kTested = kGpuBit | kKorswitchBit;
+constexpr unsigned kAll = kGpuBit | kKorswitchBit | kFpgaBit;
+constexpr auto kOpcodes = std::to_array<OpcodeRow>({
+    {.opcode = kCapabilities, .kinds = kAll, .async = false, .whileWorking = true},
+    {.opcode = kTemperature, .kinds = kAll, .async = false, .whileWorking = false},
+    {.opcode = kPower, .kinds = kGpuBit | kFpgaBit, .async = false, .whileWorking = false},
+    {.opcode = kScratchRead, .kinds = kAll, .async = false, .whileWorking = false},
+    {.opcode = kScratchWrite, .kinds = kAll, .async = false, .whileWorking = false},
+    {.opcode = kRegisters, .kinds = kAll, .async = false, .whileWorking = true},
+    {.opcode = kTestStart, .kinds = kTested, .async = true, .whileWorking = false},
+    {.opcode = kTestProgress, .kinds = kTested, .async = true, .whileWorking = true},
+    {.opcode = kTestCancel, .kinds = kTested, .async = true, .whileWorking = true},
+});
 
-/// Which property a sensor number of a kind stands for, and the scale of the register's unit.
+/// Which property a sensor number of a kind stands for.
 struct SensorRow {
   Opcode opcode;
   KindIndex kind;

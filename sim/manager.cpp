@@ -200,7 +200,7 @@ void Manager::makeCall(const Update& update, std::unique_lock<std::mutex>& lock)
   info.apiName = update.apiName;
   info.valueText = update.text;
   info.unit = property.unit;
-  info.deviceType = kKinds[static_cast<std::size_t>(update.device.kind)].code;
+  info.deviceType = static_cast<std::int32_t>(typeOf(update.device.kind));
   info.deviceId = update.device.id;
   info.updateCount = update.sequence;
   if (journal_.isOpen()) {

@@ -25,8 +25,8 @@ struct Profile {
   std::uint64_t seed = 1;
   ClockSettings clock;
   SnapshotSchedule snapshot;
-  std::array<Time, kKinds.size()> latency{};  ///< Of a pass-through read, by kind.
-  Time callbackPeriod = kSecond;              ///< Between two looks for changed values.
+  std::array<Time, kDeviceKinds.size()> latency{};  ///< Of a pass-through read, by kind.
+  Time callbackPeriod = kSecond;                    ///< Between two looks for changed values.
   MailboxSettings mailbox;
   std::string journal;  ///< A file name, or empty.
   std::vector<FaultRule> faults;

@@ -119,7 +119,7 @@ class PropertyDb {
   std::vector<Property> properties_;
   std::vector<Record> records_;
   std::map<std::string, PropertyIndex, std::less<>> byName_;
-  std::array<std::vector<PropertyIndex>, kKinds.size()> byKind_;
+  std::array<std::vector<PropertyIndex>, kDeviceKinds.size()> byKind_;
 };
 
 /// Reads a properties file and applies the manifest's overrides. `builtin` is the

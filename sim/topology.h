@@ -12,8 +12,7 @@ namespace sim {
 
 /// What the manifest says: which devices the board has.
 struct Topology {
-  std::string board;
-  std::array<int, kKinds.size()> count{};  ///< Places for devices of each kind, 0..255.
+  std::array<int, kDeviceKinds.size()> count{};  ///< Places for devices of each kind, 0..255.
 
   /// What one place differs in.
   struct Override {

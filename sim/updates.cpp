@@ -87,10 +87,4 @@ std::optional<Update> Updates::take() {
 
 std::int64_t Updates::takeOverflow() { return std::exchange(overflow_, 0); }
 
-void Updates::reset() {
-  registrations_.clear();
-  queue_.clear();
-  overflow_ = 0;
-}
-
 }  // namespace sim

@@ -62,8 +62,6 @@ class Updates {
   /// How many updates were dropped because the receiver was too slow, since the last question.
   std::int64_t takeOverflow();
 
-  void reset();
-
  private:
   struct Registration {
     Device device;

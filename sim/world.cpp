@@ -81,11 +81,13 @@ void World::setPresent(Device device, Time time, bool present) {
 }
 
 void World::set(PropertyIndex property, int deviceId, Time time, Micro number, std::string text) {
-  changes_[{property, deviceId}].push_back({time, false, number, std::move(text)});
+  changes_[{property, deviceId}].push_back(
+      {.time = time, .cleared = false, .number = number, .text = std::move(text)});
 }
 
 void World::clear(PropertyIndex property, int deviceId, Time time) {
-  changes_[{property, deviceId}].push_back({time, true, 0, {}});
+  changes_[{property, deviceId}].push_back(
+      {.time = time, .cleared = true, .number = 0, .text = {}});
 }
 
 const World::Change* World::lastChange(Place place, Time time) const {

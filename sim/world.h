@@ -70,7 +70,7 @@ class World {
   Topology topology_;
   std::uint64_t seed_;
   std::map<Place, std::vector<Change>> changes_;
-  std::array<std::map<int, std::vector<std::pair<Time, bool>>>, kKinds.size()> presence_;
+  std::array<std::map<int, std::vector<std::pair<Time, bool>>>, kDeviceKinds.size()> presence_;
   std::map<Place, Sum> sums_;
 };
 

@@ -9,7 +9,7 @@
 #include "catalogue/property_groups.h"
 #include "cli/handlers.h"
 #include "cli/registry.h"
-#include "tools/boardctl/device_type.h"
+#include "devmgr/device_type.h"
 #include "tools/boardctl/shell_handlers.h"
 
 namespace generator {
@@ -46,8 +46,9 @@ constexpr SlotRule kSlotRules[] = {
 };
 
 Strings deviceStrings() {
-  const auto words = boardctl::deviceWords();
-  return {words.begin(), words.end()};
+  Strings words;
+  for (const DeviceKind& kind : kDeviceKinds) words.emplace_back(kind.word);
+  return words;
 }
 
 Strings acceptedLevels() {
@@ -129,17 +130,17 @@ Strings propertiesOf(const std::string& device) {
   const auto add = [&](std::string_view name) {
     if (name.substr(0, name.find('.')) == device) names.emplace(name);
   };
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    add(catalogue::ApiPropertyMap.entry(i).propertyName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    add(PropertyCatalogue::ApiPropertyMap.entry(i).propertyName);
   }
-  for (const std::string_view name : catalogue::PagedPropertyList) add(name);
+  for (const std::string_view name : PropertyCatalogue::PagedPropertyList) add(name);
   return {names.begin(), names.end()};
 }
 
 Strings apiNames() {
   Strings names;
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    names.emplace_back(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    names.emplace_back(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
   }
   return names;
 }

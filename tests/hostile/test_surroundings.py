@@ -11,8 +11,8 @@ import pytest
 from built_program import BOARD, STARTING, USAGE
 from conftest import MANIFEST
 
-NO_SPACE = "[E]Cannot write standard output: No space left on device\n"
-CLOSED = "[E]Cannot write standard output: Bad file descriptor\n"
+NO_SPACE = "boardctl: standard output: No space left on device\n"
+CLOSED = "boardctl: standard output: Bad file descriptor\n"
 SESSION = b"help\nlist gpu\nsnapshot\nquit\n"
 
 
@@ -66,7 +66,7 @@ def test_output_that_fills_up_half_way(boardctl):
     file = boardctl.folder / "out"
     with file.open("wb") as out:
         run = finish(start(boardctl, "-h", stdout=out, preexec_fn=limit_files))
-    assert run == (None, "[E]Cannot write standard output: File too large\n", 255)
+    assert run == (None, "boardctl: standard output: File too large\n", 255)
     assert file.read_text() == USAGE[:FILE_LIMIT]
 
 
@@ -85,7 +85,7 @@ def test_a_broken_pipe_that_is_ignored_is_a_failed_write(boardctl):
     ignore = {"restore_signals": False}  # the interpreter ignores the signal, and so does its child
     run = finish(start(boardctl, "-h", stdout=write, **ignore))
     os.close(write)
-    assert run == (None, "[E]Cannot write standard output: Broken pipe\n", 255)
+    assert run == (None, "boardctl: standard output: Broken pipe\n", 255)
 
 
 def test_a_closed_output_is_not_taken_over_by_the_log(hostile):

@@ -19,11 +19,11 @@ World builtinWorld() {
 
 TEST(Builtin, KnowsEveryPropertyOfTheCatalogue) {
   const World world = builtinWorld();
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    const std::string_view name = catalogue::ApiPropertyMap.entry(i).propertyName;
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    const std::string_view name = PropertyCatalogue::ApiPropertyMap.entry(i).propertyName;
     EXPECT_TRUE(world.properties().find(name)) << name;
   }
-  for (const std::string_view name : catalogue::PagedPropertyList) {
+  for (const std::string_view name : PropertyCatalogue::PagedPropertyList) {
     EXPECT_TRUE(world.properties().find(name)) << name;
   }
 }
@@ -31,7 +31,7 @@ TEST(Builtin, KnowsEveryPropertyOfTheCatalogue) {
 TEST(Builtin, HasEveryKindOfDeviceAndPropertiesForEach) {
   const World world = builtinWorld();
   std::size_t bytes = 0;
-  for (KindIndex kind = 0; kind < static_cast<KindIndex>(kKinds.size()); ++kind) {
+  for (KindIndex kind = 0; kind < static_cast<KindIndex>(kDeviceKinds.size()); ++kind) {
     EXPECT_GT(world.topology().countOf(kind), 0) << wordOf(kind);
     EXPECT_FALSE(world.properties().ofKind(kind).empty()) << wordOf(kind);
     for (const PropertyIndex index : world.properties().ofKind(kind)) {

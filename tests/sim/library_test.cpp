@@ -103,8 +103,8 @@ TEST_F(RunningBoard, EveryListedPropertyOfEveryDeviceAnswers) {
 }
 
 TEST_F(RunningBoard, EveryApiNameTakesACallback) {
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    const std::string name(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    const std::string name(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
     EXPECT_EQ(DeviceSetCallbackUpdateData(
                   0, name, [](auto...) {}, -1, "", "", -1),
               0)

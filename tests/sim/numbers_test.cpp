@@ -43,11 +43,11 @@ TEST(Kinds, CodesAreFixedAndTwentyTwoIsNobodys) {
   EXPECT_EQ(wordOf(*kindOfCode(23)), "moduleTemp");
   EXPECT_EQ(wordOf(*kindOfCode(24)), "cpu");
   EXPECT_EQ(kindOfWord("GPU"), std::nullopt);
-  for (std::size_t i = 0; i < 22; ++i) EXPECT_EQ(kKinds[i].code, static_cast<int>(i));
+  for (KindIndex kind = 0; kind < 22; ++kind) EXPECT_EQ(kindOfCode(kind), kind);
 }
 
 TEST(Kinds, DeviceNamesReadBack) {
-  for (std::size_t kind = 0; kind < kKinds.size(); ++kind) {
+  for (std::size_t kind = 0; kind < kDeviceKinds.size(); ++kind) {
     const Device device{static_cast<KindIndex>(kind), 10};
     EXPECT_EQ(parseDevice(nameOf(device)), device) << nameOf(device);
   }

@@ -9,7 +9,7 @@
 #include "catalogue/api_property_map.h"
 #include "catalogue/property_groups.h"
 
-namespace catalogue {
+namespace PropertyCatalogue {
 namespace {
 
 /// The independent listing: lines "<property> <API name>...", in list order.
@@ -159,4 +159,4 @@ TEST(PropertyGroups, NoCodeIsInTwoSets) {
 }
 
 }  // namespace
-}  // namespace catalogue
+}  // namespace PropertyCatalogue

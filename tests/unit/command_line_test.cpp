@@ -174,6 +174,26 @@ TEST(CommandLine, StopsAtTheFirstHandlerThatFails) {
   EXPECT_EQ(parser({"-h"}), "-h[]=4");
 }
 
+TEST(CommandLine, IndexesEveryNameOfTheRegistryWhenItParses) {
+  CommandLine line({"boardctl", "-h"}, optionRegistry);
+  EXPECT_TRUE(line.byName().empty());
+  line.parse();
+  EXPECT_EQ(line.byName().size(), optionRegistry.size() + 1);
+  for (const OptionSpec& entry : optionRegistry) EXPECT_EQ(line.byName().at(entry.name), &entry);
+  EXPECT_EQ(line.byName().at("--help"), line.byName().at("-h"));
+  EXPECT_EQ(line.required(), (std::map<std::string, bool>{{"-m", false}, {"cmd", false}}));
+}
+
+TEST(CommandLine, FindsNothingToRunBeforeItHasParsed) {
+  bool called = false;
+  const std::vector<OptionSpec> registry = {
+      {"-h", "--help", ArgKind::none, "", Presence::exclusive, "",
+       [&called](const std::vector<std::string>&) { return called = true; }}};
+  CommandLine line({"boardctl", "-h"}, registry);
+  EXPECT_EQ(line.run(), -1);
+  EXPECT_FALSE(called);
+}
+
 TEST(CommandLine, KeepsTheRequiredGroupsAndTheSelection) {
   CommandLine line({"boardctl", "-m", "a.json", "list", "all"}, optionRegistry);
   line.parse();

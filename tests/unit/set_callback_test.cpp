@@ -106,8 +106,8 @@ TEST_F(SetCallbackTest, LogsItsEntryAndItsArguments) {
 
 TEST_F(SetCallbackTest, TakesEveryNameOfTheCatalogueAndNoneInAnotherCase) {
   shellActive = true;
-  for (std::size_t i = 0; i < catalogue::ApiPropertyMap.size(); ++i) {
-    std::string name(catalogue::ApiPropertyMap.entry(i).apiName);
+  for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
+    std::string name(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
     EXPECT_EQ(run(registerCallbackApi, {"0", name}).output, "Callback API Registered.\n") << name;
     EXPECT_EQ(library().calls, Calls{registration(0, name)});
     library().calls.clear();

@@ -133,6 +133,24 @@ TEST_F(ShellTest, AFailedInitEndsItAndLeavesTheFlagSet) {
   }
 }
 
+TEST_F(ShellTest, StartsAndStopsTheManagerHoweverTheOneBeforeEnded) {
+  const Calls whole = {kInit, kRun, kStop};
+  library().initResult = 42;
+  type("quit\n");
+  ASSERT_TRUE(shellActive);
+  resetLibrary();
+  EXPECT_EQ(type("quit\n").result, 0);
+  EXPECT_EQ(library().calls, whole);
+  EXPECT_FALSE(shellActive);
+
+  EXPECT_THROW(type("get gpu x y\n"), std::invalid_argument);
+  ASSERT_TRUE(shellActive);
+  resetLibrary();
+  EXPECT_EQ(type("quit\n").result, 0);
+  EXPECT_EQ(library().calls, whole);
+  EXPECT_FALSE(shellActive);
+}
+
 TEST_F(ShellTest, QuitAndExitEndItOnlyAsWholeLines) {
   EXPECT_EQ(type("quit\n").output, "> ");
   EXPECT_EQ(type("exit\n").output, "> ");

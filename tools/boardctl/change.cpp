@@ -4,6 +4,7 @@
 #include "devmgr/properties.h"
 #include "logging/log.h"
 #include "tools/boardctl/device_type.h"
+#include "tools/boardctl/log_lines.h"
 #include "tools/boardctl/manager.h"
 #include "tools/boardctl/output.h"
 
@@ -30,36 +31,41 @@ struct Change {
 };
 
 constexpr Change kSet = {
-    3,
-    "set <devId> <propName> <propValue>",
-    "setGpuData",
-    285,
-    [](const Change& change, const Request& request) {
-      BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, propValue : %d.\n", __FILE__,
-                   298, change.name, request.deviceId, request.property.c_str(), request.value);
-    },
-    [](const Request& request) {
-      return DeviceSetData(request.deviceId, request.property.c_str(), &request.value,
-                           sizeof request.value, 0);
-    },
-    "Set failed, rc = 0x",
-    "Set done.\n",
+    .wordsNeeded = 3,
+    .usage = "set <devId> <propName> <propValue>",
+    .name = "setGpuData",
+    .entryLine = kSetEntryLine,
+    .logRequest =
+        [](const Change& change, const Request& request) {
+          BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, propValue : %d.\n",
+                       __FILE__, kSetRequestLine, change.name, request.deviceId,
+                       request.property.c_str(), request.value);
+        },
+    .apply =
+        [](const Request& request) {
+          return DeviceSetData(request.deviceId, request.property.c_str(), &request.value,
+                               sizeof request.value, 0);
+        },
+    .failureText = "Set failed, rc = 0x",
+    .doneText = "Set done.\n",
 };
 
 constexpr Change kClear = {
-    2,
-    "clear <devId> <propName>",
-    "clearGpuData",
-    362,
-    [](const Change& change, const Request& request) {
-      BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, 374,
-                   change.name, request.deviceId, request.property.c_str());
-    },
-    [](const Request& request) {
-      return DeviceClearData(request.deviceId, request.property.c_str(), 0);
-    },
-    "Clear failed, rc = 0x",
-    "Clear done.\n",
+    .wordsNeeded = 2,
+    .usage = "clear <devId> <propName>",
+    .name = "clearGpuData",
+    .entryLine = kClearEntryLine,
+    .logRequest =
+        [](const Change& change, const Request& request) {
+          BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__,
+                       kClearRequestLine, change.name, request.deviceId, request.property.c_str());
+        },
+    .apply =
+        [](const Request& request) {
+          return DeviceClearData(request.deviceId, request.property.c_str(), 0);
+        },
+    .failureText = "Clear failed, rc = 0x",
+    .doneText = "Clear done.\n",
 };
 
 std::int32_t changeProperty(const Change& change, const std::vector<std::string>& words) {

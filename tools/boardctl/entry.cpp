@@ -54,7 +54,7 @@ int runTool(int argc, const char* const* argv) {
   const int status = runCommandLine(argc, argv);
   flushOutput();
   if (const int error = takeOutputError(); error != 0) {
-    std::fprintf(stderr, "[E]Cannot write standard output: %s\n", std::strerror(error));
+    std::fprintf(stderr, "boardctl: standard output: %s\n", std::strerror(error));
   }
   return status;
 }

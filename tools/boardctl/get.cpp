@@ -4,6 +4,7 @@
 #include "devmgr/properties.h"
 #include "logging/log.h"
 #include "tools/boardctl/device_type.h"
+#include "tools/boardctl/log_lines.h"
 #include "tools/boardctl/manager.h"
 #include "tools/boardctl/output.h"
 
@@ -19,15 +20,14 @@ constexpr std::string_view kUsage =
 /// Reads one property and prints its line; returns the library's result.
 std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std::string& name,
                           int accessMode) {
-  constexpr std::size_t kValueSize = 10240;
-  char value[kValueSize + 1] = {};  // one more for the newline
+  char value[kPropertyValueSize + 1] = {};  // one more for the newline
   print({"Device[", deviceWord, std::to_string(deviceId), "](", name, ") "});
   const std::int32_t result =
-      DeviceGetData(deviceId, name.c_str(), 0, 0, value, kValueSize, accessMode, 0);
+      DeviceGetData(deviceId, name.c_str(), 0, 0, value, kPropertyValueSize, accessMode, 0);
   if (result != 0) {
     printHexCode("Get Failed, rc = 0x", result);
   } else {
-    const std::size_t length = bufferText(value, kValueSize).size();
+    const std::size_t length = bufferText(value, kPropertyValueSize).size();
     value[length] = '\n';
     print(std::string_view(value, length + 1));
   }
@@ -38,17 +38,18 @@ std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std
 
 std::int32_t getGpuData(std::vector<std::string> words) {
   constexpr const char* kName = "getGpuData";
-  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, 182, kName);
+  BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, kGetEntryLine, kName);
   if (words.size() < 3) {
     printMissingWords(kUsage);
     return -1;
   }
-  const DeviceType deviceType = getDeviceType(words[0]);
+  const int deviceType = getDeviceType(words[0]);
   const int deviceId = std::stoi(words[1]);
   const std::string& property = words[2];
   const int accessMode = words.size() > 3 ? std::stoi(words[3]) : 0;
   BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, accMode : %d, devType : %d.\n",
-               __FILE__, 209, kName, deviceId, property.c_str(), accessMode, deviceType);
+               __FILE__, kGetRequestLine, kName, deviceId, property.c_str(), accessMode,
+               deviceType);
 
   const Manager manager;
   if (const std::int32_t result = manager.start(kStartForGet); result != 0) return result;
@@ -73,7 +74,8 @@ std::int32_t getGpuData(std::vector<std::string> words) {
   }
   manager.stop();
   if (failures != 0) {
-    BOARDCTL_LOG(kLogError, "[%s:%d][%s]: Failure count : %d.\n", __FILE__, 276, kName, failures);
+    BOARDCTL_LOG(kLogError, "[%s:%d][%s]: Failure count : %d.\n", __FILE__, kGetFailuresLine, kName,
+                 failures);
   }
   return result;
 }

@@ -24,7 +24,7 @@ std::int32_t listGpuProperties(std::vector<std::string> words) {
     return -1;
   }
 
-  char listing[20480] = {};
+  char listing[kPropertyListSize] = {};
   const std::int32_t result =
       words[0] == "all"
           ? DeviceGetAllSupportedProperties(listing, sizeof listing)

@@ -22,7 +22,7 @@ void waitForStartup() {
 
 }  // namespace
 
-Manager::Manager() : owned_(!shellActive) {}
+Manager::Manager() : Manager(!shellActive) {}
 
 std::int32_t Manager::start(const StartRule& rule) const {
   if (!owned_) return 0;

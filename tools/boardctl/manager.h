@@ -11,19 +11,29 @@ struct StartRule {
   bool waits;            ///< sleeps `startupWaitMs`
 };
 
-inline constexpr StartRule kStartForShell = {true, false, false};
-inline constexpr StartRule kStartForList = {false, false, false};
-inline constexpr StartRule kStartForGet = {true, true, true};
-inline constexpr StartRule kStartForChange = {false, true, true};
-inline constexpr StartRule kStartForRaw = {true, true, true};
-inline constexpr StartRule kStartForCallback = {false, true, true};
+inline constexpr StartRule kStartForShell = {
+    .checksInit = true, .printsStartLine = false, .waits = false};
+inline constexpr StartRule kStartForList = {
+    .checksInit = false, .printsStartLine = false, .waits = false};
+inline constexpr StartRule kStartForGet = {
+    .checksInit = true, .printsStartLine = true, .waits = true};
+inline constexpr StartRule kStartForChange = {
+    .checksInit = false, .printsStartLine = true, .waits = true};
+inline constexpr StartRule kStartForRaw = {
+    .checksInit = true, .printsStartLine = true, .waits = true};
+inline constexpr StartRule kStartForCallback = {
+    .checksInit = false, .printsStartLine = true, .waits = true};
 
-/// A command's use of the device manager. Under the shell, which keeps the manager running, `start`
-/// and `stop` do nothing. Nothing is stopped by destruction: several failure paths end the process
-/// with the manager running. Main thread only.
+/// A use of the device manager. Nothing is stopped by destruction: several failure paths end the
+/// process with the manager running. Main thread only.
 class Manager {
  public:
+  /// For a command: under the shell, which keeps the manager running, `start` and `stop` do
+  /// nothing.
   Manager();
+
+  /// For the shell itself, which starts and stops the manager in any case.
+  static Manager forShell() { return Manager(true); }
 
   /// Returns 0 when the command may go on, else the code of a failed init, which has been reported
   /// on standard output.
@@ -31,6 +41,8 @@ class Manager {
   void stop() const;
 
  private:
+  explicit Manager(bool owned) : owned_(owned) {}
+
   bool owned_;
 };
 

@@ -12,7 +12,7 @@ namespace {
 
 /// Without a file stream: the dynamic loader's work for its symbols is felt at every start.
 bool opensForReading(const std::string& name) {
-  const int file = open(name.c_str(), O_RDONLY | O_LARGEFILE | O_CLOEXEC);
+  const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return false;
   close(file);
   return true;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/handlers.h"
+#include "devmgr/device_type.h"
 #include "devmgr/postbox.h"
 #include "devmgr/value_type.h"
 #include "logging/log.h"
@@ -30,9 +31,9 @@ struct PostboxRow {
 };
 
 constexpr PostboxRow kPostboxes[] = {
-    {kDeviceGpu, {TesselCmd, TesselSyncCmdGpu, TesselAsyncCmdGpu}},
-    {kDeviceKorswitch, {TesselCmdKorswitch, TesselSyncCmdKorswitch, TesselAsyncCmdKorswitch}},
-    {kDeviceFpga, {TesselCmdFpga, TesselSyncCmdFpga, nullptr}},
+    {DeviceType::gpu, {TesselCmd, TesselSyncCmdGpu, TesselAsyncCmdGpu}},
+    {DeviceType::korswitch, {TesselCmdKorswitch, TesselSyncCmdKorswitch, TesselAsyncCmdKorswitch}},
+    {DeviceType::fpga, {TesselCmdFpga, TesselSyncCmdFpga, nullptr}},
 };
 
 struct Request {
@@ -51,7 +52,7 @@ struct RawCommand {
   std::string_view usage;
   std::size_t wordsNeeded;
   std::size_t numbers;
-  DeviceType lastDevice;  ///< of kPostboxes
+  bool (*isOffered)(const Postbox&);
   void (*printHeader)(const Request&);
   std::int32_t (*send)(const Postbox&, const Request&, Reply&);
   std::string_view failureText;
@@ -80,63 +81,66 @@ void printAsyncHeader(const Request& request) {
 }
 
 constexpr RawCommand kRaw = {
-    "rawData",
-    "raw <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
-    13,
-    3,
-    kDeviceFpga,
-    printRegisterHeader,
-    [](const Postbox& postbox, const Request& request, Reply& reply) {
-      reply.resize(1);
-      return postbox.list(request.deviceId, lowByte(request.numbers[0]),
-                          lowByte(request.numbers[1]), lowByte(request.numbers[2]), request.data,
-                          reply[0], false);
-    },
-    "Raw cmd failed, rc = 0x",
-    true,
+    .name = "rawData",
+    .usage = "raw <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
+    .wordsNeeded = 13,
+    .numbers = 3,
+    .isOffered = [](const Postbox& postbox) { return postbox.list != nullptr; },
+    .printHeader = printRegisterHeader,
+    .send =
+        [](const Postbox& postbox, const Request& request, Reply& reply) {
+          reply.resize(1);
+          return postbox.list(request.deviceId, lowByte(request.numbers[0]),
+                              lowByte(request.numbers[1]), lowByte(request.numbers[2]),
+                              request.data, reply[0], false);
+        },
+    .failureText = "Raw cmd failed, rc = 0x",
+    .printsReplyAfterFailure = true,
 };
 
 constexpr RawCommand kRawSync = {
-    "rawSyncCmdData",
-    "rawSyncCmdData <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
-    13,
-    3,
-    kDeviceFpga,
-    printRegisterHeader,
-    [](const Postbox& postbox, const Request& request, Reply& reply) {
-      reply.assign(3, Words(1));
-      return postbox.sync(request.deviceId, lowByte(request.numbers[0]),
-                          lowByte(request.numbers[1]), lowByte(request.numbers[2]), request.data[0],
-                          request.data[1], reply[0].data(), reply[1].data(), reply[2].data(),
-                          false);
-    },
-    "Raw Syncmd failed, rc = 0x",
-    false,
+    .name = "rawSyncCmdData",
+    .usage = "rawSyncCmdData <gpu/korswitch/baseboard> <devId> <opcode> <arg1> <arg2> <data...>",
+    .wordsNeeded = 13,
+    .numbers = 3,
+    .isOffered = [](const Postbox& postbox) { return postbox.sync != nullptr; },
+    .printHeader = printRegisterHeader,
+    .send =
+        [](const Postbox& postbox, const Request& request, Reply& reply) {
+          reply.assign(3, Words(1));
+          return postbox.sync(request.deviceId, lowByte(request.numbers[0]),
+                              lowByte(request.numbers[1]), lowByte(request.numbers[2]),
+                              request.data[0], request.data[1], reply[0].data(), reply[1].data(),
+                              reply[2].data(), false);
+        },
+    .failureText = "Raw Syncmd failed, rc = 0x",
+    .printsReplyAfterFailure = false,
 };
 
 constexpr RawCommand kRawAsync = {
-    "rawAsyncCmdData",
-    "rawAsyncCmdData <gpu/korswitch> <devId> <opcode> <arg1> <arg2> <data...>",
-    6,
-    4,
-    kDeviceKorswitch,
-    printAsyncHeader,
+    .name = "rawAsyncCmdData",
+    .usage = "rawAsyncCmdData <gpu/korswitch> <devId> <opcode> <arg1> <arg2> <data...>",
+    .wordsNeeded = 6,
+    .numbers = 4,
+    .isOffered = [](const Postbox& postbox) { return postbox.async != nullptr; },
+    .printHeader = printAsyncHeader,
     // Only the third number reaches the library's request byte; the first is the reply's size.
-    [](const Postbox& postbox, const Request& request, Reply& reply) {
-      reply.assign(2, Words(1));
-      reply.emplace_back();
-      return postbox.async(request.deviceId, lowByte(request.numbers[2]), request.data,
-                           reply[0].data(), reply[1].data(), reply[2],
-                           static_cast<unsigned>(request.numbers[0]), false);
-    },
-    "Raw Asynccmd failed, rc = 0x",
-    false,
+    .send =
+        [](const Postbox& postbox, const Request& request, Reply& reply) {
+          reply.assign(2, Words(1));
+          reply.emplace_back();
+          return postbox.async(request.deviceId, lowByte(request.numbers[2]), request.data,
+                               reply[0].data(), reply[1].data(), reply[2],
+                               static_cast<unsigned>(request.numbers[0]), false);
+        },
+    .failureText = "Raw Asynccmd failed, rc = 0x",
+    .printsReplyAfterFailure = false,
 };
 
 const Postbox* findPostbox(const RawCommand& command, const std::string& device) {
-  const DeviceType type = getDeviceType(device);
+  const auto type = static_cast<DeviceType>(getDeviceType(device));
   for (const PostboxRow& row : kPostboxes) {
-    if (row.type == type && type <= command.lastDevice) return &row.functions;
+    if (row.type == type) return command.isOffered(row.functions) ? &row.functions : nullptr;
   }
   return nullptr;
 }
@@ -160,7 +164,7 @@ Request parseRequest(const RawCommand& command, const std::vector<std::string>& 
   value_type::ValueType holder;
   for (std::size_t i = firstByte; i < words.size(); ++i) {
     bytes.push_back(lowByte(parseNumericArg(words[i])));
-    holder.onChange();
+    holder.onChange();  // for its log line only
   }
   request.data = packBytes(bytes);
   return request;
@@ -177,7 +181,7 @@ void printReply(const Reply& reply) {
         text += {kDigits[byte >> 4], kDigits[byte & 0xF], ' '};
       }
     }
-    holder.onChange();
+    holder.onChange();  // for its log line only
   }
   text += '\n';
   print(text);

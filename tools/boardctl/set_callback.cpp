@@ -29,7 +29,7 @@ std::int32_t registerCallbackApi(std::vector<std::string> words) {
 
   const Manager manager;
   manager.start(kStartForCallback);
-  if (!catalogue::ApiPropertyMap.contains(apiName)) {
+  if (!PropertyCatalogue::ApiPropertyMap.contains(apiName)) {
     print("API Name not found.\n");
     return -1;
   }

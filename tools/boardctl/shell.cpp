@@ -126,9 +126,9 @@ std::vector<std::string_view> shellWords() {
 }
 
 std::int32_t runShell(std::vector<std::string> /*words*/) {
-  const Manager manager;
   shellActive = true;
   pthread_setname_np(pthread_self(), "GPU shell");
+  const Manager manager = Manager::forShell();
   if (const std::int32_t result = manager.start(kStartForShell); result != 0) return result;
 
   LineReader input;
