@@ -43,7 +43,7 @@ TEST(Kinds, CodesAreFixedAndTwentyTwoIsNobodys) {
   EXPECT_EQ(wordOf(*kindOfCode(23)), "moduleTemp");
   EXPECT_EQ(wordOf(*kindOfCode(24)), "cpu");
   EXPECT_EQ(kindOfWord("GPU"), std::nullopt);
-  for (std::size_t i = 0; i < 22; ++i) EXPECT_EQ(kKinds[i].code, static_cast<int>(i));
+  for (std::size_t i = 0; i < 22; ++i) EXPECT_EQ(kKinds[i].code, static_cast<int>(i)) << i;
 }
 
 TEST(Kinds, DeviceNamesReadBack) {
