@@ -3,7 +3,7 @@
 #include "cli/handlers.h"
 #include "fuzz/naive.h"
 #include "fuzz/target.h"
-#include "tests/unit/recording_library.h"
+#include "tests/support/recording_library.h"
 #include "tools/boardctl/numeric_arg.h"
 #include "tools/boardctl/settings.h"
 

@@ -5,7 +5,7 @@
 #include "cli/handlers.h"
 #include "fuzz/naive.h"
 #include "fuzz/target.h"
-#include "tests/unit/recording_library.h"
+#include "tests/support/recording_library.h"
 #include "tools/boardctl/settings.h"
 
 /// A session of the shell over the recording library, which answers as the input's beginning says.

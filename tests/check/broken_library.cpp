@@ -1,9 +1,7 @@
 #include <cstring>
 
-#include "devmgr/callbacks.h"
-#include "devmgr/logger.h"
+#include "devmgr/data_info.h"
 #include "devmgr/manager.h"
-#include "devmgr/postbox.h"
 #include "devmgr/properties.h"
 
 /// A small device library with one fault, chosen when it is compiled; with none it fits.
@@ -11,13 +9,19 @@
 #ifdef SMALL_LOGGER
 extern DEVMGR_API char smallLogger[8] __asm__("logger");
 char smallLogger[8];
-#else
-Logger logger;
 #endif
 
-#ifndef NO_COPY_CONSTRUCTOR
-data_info::DataInfo::DataInfo(const DataInfo& other) = default;
+// What is hidden in one object is hidden in the whole library.
+#if defined(ENTRY_POINT_MISSING) || defined(CXX_LINKAGE)
+__asm__(".hidden TesselCmd");
+#elif defined(NO_COPY_CONSTRUCTOR)
+__asm__(".hidden _ZN9data_info8DataInfoC1ERKS0_");
+#elif defined(VECTOR_FORM_MISSING)
+__asm__(
+    ".hidden _Z28DeviceGetSupportedPropertiesi"
+    "RSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEESaIS5_EES8_");
 #endif
+
 void value_type::ValueType::onChange() {}
 void data_info::DataInfo::onChange() {}
 
@@ -38,7 +42,6 @@ int writeText(const char* text, char* buffer, int size) {
 
 }  // namespace
 
-#ifndef VECTOR_FORM_MISSING
 int DeviceGetSupportedProperties(int deviceType, std::vector<std::string>& names,
                                  std::vector<std::string>& /*details*/) {
   if (deviceType != 0) return 4;
@@ -51,7 +54,6 @@ int DeviceGetSupportedProperties(int deviceType, std::vector<std::string>& names
 #endif
   return 0;
 }
-#endif
 
 #ifdef CXX_LINKAGE
 DEVMGR_API int TesselCmd(int, unsigned char, unsigned char, unsigned char, const std::vector<int>&);
@@ -62,8 +64,6 @@ int TesselCmd(int, unsigned char, unsigned char, unsigned char, const std::vecto
 
 extern "C" {
 
-int GPUSetLogger(const char* /*fileName*/) { return 0; }
-int GPUSetLogLevel(int /*level*/) { return 0; }
 int GPUManagerInit(const char* /*manifest*/, const char* /*profile*/, const char* /*properties*/) {
 #ifdef INIT_FAILS
   return 14;
@@ -73,60 +73,18 @@ int GPUManagerInit(const char* /*manifest*/, const char* /*profile*/, const char
 #endif
   return 0;
 }
-int GPUManagerRun(int /*reserved0*/, int /*reserved1*/) { return 0; }
-int GPUManagerStop() { return 0; }
 int DeviceGetData(int /*deviceId*/, const char* /*name*/, int /*reserved0*/, int /*reserved1*/,
                   char* buffer, int size, int /*accessMode*/, int /*reserved2*/) {
   return writeText("value", buffer, size);
 }
-int DeviceSetData(int, const char*, const void*, int, int) { return 0; }
-int DeviceClearData(int, const char*, int) { return 0; }
 int DeviceGetSupportedProperties(int deviceType, char* buffer, int size) {
   return deviceType == 0 ? writeText(kListing, buffer, size) : 4;
 }
 int DeviceGetAllSupportedProperties(char* buffer, int size) {
   return writeText(kListing, buffer, size);
 }
-int SnapShotRefreshStatus(bool* running) {
 #ifdef STATUS_NOT_STORED
-  static_cast<void>(running);
-#else
-  *running = false;
+int SnapShotRefreshStatus(bool* /*running*/) { return 0; }
 #endif
-  return 0;
-}
-
-#define LIST_FUNCTION(NAME)                                                                    \
-  int NAME(int, unsigned char, unsigned char, unsigned char, const std::vector<unsigned int>&, \
-           std::vector<unsigned int>&, bool) {                                                 \
-    return 0;                                                                                  \
-  }
-#if !defined(CXX_LINKAGE) && !defined(ENTRY_POINT_MISSING)
-LIST_FUNCTION(TesselCmd)
-#endif
-LIST_FUNCTION(TesselCmdKorswitch)
-LIST_FUNCTION(TesselCmdFpga)
-
-#define SYNC_FUNCTION(NAME)                                                              \
-  int NAME(int, unsigned char, unsigned char, unsigned char, unsigned int, unsigned int, \
-           unsigned int*, unsigned int*, unsigned int*, bool) {                          \
-    return 0;                                                                            \
-  }
-SYNC_FUNCTION(TesselSyncCmdGpu)
-SYNC_FUNCTION(TesselSyncCmdKorswitch)
-SYNC_FUNCTION(TesselSyncCmdFpga)
-
-#define ASYNC_FUNCTION(NAME)                                                                   \
-  int NAME(int, unsigned char, const std::vector<unsigned int>&, unsigned int*, unsigned int*, \
-           std::vector<unsigned int>&, unsigned int, bool) {                                   \
-    return 0;                                                                                  \
-  }
-ASYNC_FUNCTION(TesselAsyncCmdGpu)
-ASYNC_FUNCTION(TesselAsyncCmdKorswitch)
-
-int DeviceSetCallbackUpdateData(int, const std::string&, const UpdateCallback&, int,
-                                const std::string&, const std::string&, int) {
-  return 0;
-}
 
 }  // extern "C"

@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 import pytest
-from built_program import EMULATOR, ROOT, SIM_LIBRARY, Boardctl
+from built_program import ROOT, SIM_LIBRARY, Boardctl
 from test_linkage import declared_names
 
 CHECK = os.environ["BOARDCTL_CHECK"]
@@ -61,7 +61,8 @@ def test_a_library_without_fault_fits():
 STATIC_FAULTS = {
     "CXX_LINKAGE": "has C++ linkage where C linkage is due: _Z9TesselCmd",
     "ENTRY_POINT_MISSING": "TesselCmd                         missing",
-    "NO_COPY_CONSTRUCTOR": "DataInfo copy constructor         missing: _ZN9data_info8DataInfoC1ERKS0_",
+    "NO_COPY_CONSTRUCTOR": "DataInfo copy constructor         "
+    "missing: _ZN9data_info8DataInfoC1ERKS0_",
     "SMALL_LOGGER": "logger                            8 bytes, the tool reads ",
     "VECTOR_FORM_MISSING": "missing: _Z28DeviceGetSupportedPropertiesiRSt6vector",
     "WRONG_SONAME": "it is libdevmgr.so.1",
@@ -98,14 +99,18 @@ def test_a_manager_that_does_not_start_leaves_the_question_open():
     assert run.stdout.splitlines()[-1].split(None, 2) == ["?", "GPUManagerInit", "code 14"]
 
 
-def test_what_cannot_be_loaded_leaves_the_question_open(tmp_path):
-    for file in (tmp_path / "missing.so", ROOT / "README.md"):
-        run = check(file)
-        assert (run.stdout, run.returncode) == ("", 2)
-        assert run.stderr.startswith("devmgr-check: ") and str(file) in run.stderr
+@pytest.mark.parametrize(
+    "file", [ROOT / "missing.so", ROOT / "README.md"], ids=lambda file: file.name
+)
+def test_what_cannot_be_loaded_leaves_the_question_open(file):
+    run = check(file)
+    assert (run.stdout, run.returncode) == ("", 2)
+    assert run.stderr.startswith("devmgr-check: ") and str(file) in run.stderr
 
 
-@pytest.mark.parametrize("words", [(), ("a", "b"), ("a", "--live"), ("a", "--live", "1", "2", "3", "4")])
+@pytest.mark.parametrize(
+    "words", [(), ("a", "b"), ("a", "--live"), ("a", "--live", "1", "2", "3", "4")]
+)
 def test_a_wrong_call_shows_the_usage(words):
     run = check(*words)
     assert (run.stdout, run.returncode) == ("", 2)

@@ -7,7 +7,7 @@ import re
 import subprocess
 
 import pytest
-from built_program import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY
+from built_program import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY, readelf
 
 ROOMS = {
     "devmgr": {"devmgr"},
@@ -59,9 +59,23 @@ def test_no_test_file_is_left_out_of_the_tests():
     assert not left_out
 
 
+# As clang-format lays them out: a loop ends with the first brace at its own indentation.
+LOOP = re.compile(r"^(?=(( +)(?:for|while) \(.*?(?:\{\n.*?^\2\}|;$)))", re.MULTILINE | re.DOTALL)
+ASSERTION = re.compile(r"\b(?:EXPECT|ASSERT)_\w+\(.*?;$", re.MULTILINE | re.DOTALL)
+
+
+@pytest.mark.parametrize("file", (ROOT / "tests").rglob("*_test.cpp"), ids=lambda file: file.stem)
+def test_an_assertion_in_a_loop_says_in_which_round_it_failed(file):
+    for loop, _ in LOOP.findall(file.read_text()):
+        silent = [text for text in ASSERTION.findall(loop) if "<<" not in text]
+        assert "SCOPED_TRACE" in loop or not silent, loop
+
+
 @once
 @pytest.mark.parametrize("by", ["file", "folder"])
-def test_links_with_a_library_from_elsewhere_and_builds_nothing_of_the_simulated_board(tmp_path, by):
+def test_links_with_a_library_from_elsewhere_and_builds_nothing_of_the_simulated_board(
+    tmp_path, by
+):
     library = tmp_path / "vendor/libdevmgr.so.0"
     library.parent.mkdir()
     library.write_bytes(SIM_LIBRARY.read_bytes())
@@ -74,16 +88,15 @@ def test_links_with_a_library_from_elsewhere_and_builds_nothing_of_the_simulated
     assert "boardctl" in plan and "sim/" not in plan
     if by == "file":
         subprocess.run(["ninja", "-C", build, "boardctl"], **run)
-        dynamic = subprocess.run(
-            ["readelf", "-d", build / "tools/boardctl/boardctl"], text=True, **run
-        ).stdout
+        dynamic = readelf("-d", build / "tools/boardctl/boardctl")
         assert "[libdevmgr.so.0]" in dynamic and str(SIM_LIBRARY.parent) not in dynamic
 
 
 @once
 def test_a_library_that_is_not_there_is_refused_by_name(tmp_path):
     done = subprocess.run(
-        ["cmake", "-S", ROOT, "-B", tmp_path, "-G", "Ninja", "-DBOARDCTL_DEVMGR_LIBRARY=/no/such/file"],
+        ["cmake", "-S", ROOT, "-B", tmp_path, "-G", "Ninja",
+         "-DBOARDCTL_DEVMGR_LIBRARY=/no/such/file"],
         capture_output=True, text=True, timeout=120, check=False,
     )  # fmt: skip
     assert done.returncode != 0

@@ -82,10 +82,7 @@ def test_the_usage_shows_four_examples():
 
 @pytest.mark.parametrize("line", example_lines())
 def test_the_examples_of_the_usage_run_as_printed(boardctl, line):
-    (boardctl.folder / "boardctl").write_text(
-        "#!/bin/sh\nexec " + " ".join(boardctl.command('"$@"')) + "\n"
-    )
-    (boardctl.folder / "boardctl").chmod(0o755)
+    boardctl.script(boardctl.folder / "boardctl")
     done = subprocess.run(
         ["sh", "-c", line],
         cwd=boardctl.folder,

@@ -5,15 +5,11 @@ import re
 import subprocess
 
 import pytest
-from built_program import BOARDCTL, EMULATOR, SANITIZED, SIM_LIBRARY
+from built_program import BOARDCTL, EMULATOR, SANITIZED, SIM_LIBRARY, readelf
 
 pytestmark = pytest.mark.skipif(SANITIZED, reason="the sanitizers do their own checking")
 FILES = [BOARDCTL, SIM_LIBRARY]
 X86 = not EMULATOR and platform.machine() == "x86_64"
-
-
-def readelf(*words):
-    return subprocess.run(["readelf", "-W", *words], capture_output=True, text=True, check=True).stdout
 
 
 def undefined(file):
@@ -48,7 +44,10 @@ def test_the_stack_is_guarded_and_library_calls_are_checked(file):
 @pytest.mark.skipif(not X86, reason="only this architecture has it")
 def test_large_frames_are_probed_and_branch_targets_marked():
     code = subprocess.run(
-        ["objdump", "-d", "--no-show-raw-insn", BOARDCTL], capture_output=True, text=True, check=True
+        ["objdump", "-d", "--no-show-raw-insn", BOARDCTL],
+        capture_output=True,
+        text=True,
+        check=True,
     ).stdout
     assert re.search(r"orq?\s+\$0x0,\(%rsp\)", code)
     assert code.count("endbr64") > 50

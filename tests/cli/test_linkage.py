@@ -6,13 +6,9 @@ import re
 import subprocess
 
 import pytest
-from built_program import BOARDCTL, ROOT, SANITIZED, SIM_LIBRARY
+from built_program import BOARDCTL, ROOT, SANITIZED, SIM_LIBRARY, readelf
 
 BUILD = pathlib.Path(os.environ["BOARDCTL_BUILD"])
-
-
-def readelf(*words):
-    return subprocess.run(["readelf", "-W", *words], capture_output=True, text=True, check=True).stdout
 
 
 def declared_names():

@@ -41,7 +41,7 @@ def test_list_all_prints_the_names_of_every_kind(boardctl):
     everything = listing(boardctl(*BOARD, "list", "all"))
     assert len(everything) == len(set(everything))
     for kind in ("gpu", "korswitch", "hostBmc", "cpu"):
-        assert set(listing(boardctl(*BOARD, "list", kind))) <= set(everything)
+        assert set(listing(boardctl(*BOARD, "list", kind))) <= set(everything), kind
 
 
 def test_list_of_an_unknown_kind_gives_the_librarys_code(boardctl):
@@ -54,7 +54,15 @@ def test_get_reads_one_property(boardctl):
         json.dumps({"properties": {"gpu.inventory.gpuPartNumber": "PN %s%n"}})
     )
     run = boardctl(
-        "-m", "oob_manifest.json", "-t", "t.json", "get", "gpu", "7", "gpu.inventory.gpuPartNumber", "0"
+        "-m",
+        "oob_manifest.json",
+        "-t",
+        "t.json",
+        "get",
+        "gpu",
+        "7",
+        "gpu.inventory.gpuPartNumber",
+        "0",
     )
     assert run == (STARTING + "Device[gpu7](gpu.inventory.gpuPartNumber) PN %s%n\n", "", 0)
 
@@ -108,7 +116,9 @@ def test_log_lines_go_to_standard_output_when_no_file_is_named(boardctl):
 
 def test_log_stamps_are_right_after_2038(boardctl):
     ahead = calendar.timegm((2045, 6, 1, 0, 0, 0)) - int(time.time())
-    boardctl(*BOARD, "-L", "log", "-l", "4", "get", "gpu", "0", "x", "0", SKIP_WAIT_FORWARD=str(ahead))
+    boardctl(
+        *BOARD, "-L", "log", "-l", "4", "get", "gpu", "0", "x", "0", SKIP_WAIT_FORWARD=str(ahead)
+    )
     lines = (boardctl.folder / "log").read_text().splitlines()
     assert any("getGpuData" in line for line in lines)
     assert all(line.startswith("[06/01/45 00:") for line in lines), lines[0]

@@ -1,12 +1,12 @@
 """The interactive shell, through a pipe and on a terminal."""
 
 import os
-import pty
 import select
 import subprocess
 import time
 
-from built_program import BOARD, ROOT, USAGE
+from built_program import ROOT, USAGE
+from terminal import Terminal
 
 GOLDEN = ROOT / "tests/golden"
 SESSION_BOARD = (
@@ -74,36 +74,13 @@ def test_input_that_does_not_wait_is_waited_for(boardctl):
     os.close(writing)
 
 
-class Terminal:
-    """A shell on a pseudo-terminal, without the terminal's own echo."""
-
-    def __init__(self, boardctl):
-        self.master, slave = pty.openpty()
-        subprocess.run(["stty", "-echo", "-onlcr"], stdin=slave, check=True)
-        self.process = subprocess.Popen(
-            boardctl.command(*SESSION_BOARD, "shell"),
-            cwd=boardctl.folder,
-            env=boardctl.environment(),
-            stdin=slave,
-            stdout=slave,
-            stderr=slave,
-        )
-        os.close(slave)
-
-    def read_until(self, text, limit=60):
-        output = ""
-        end = time.monotonic() + limit
-        while not output.endswith(text):
-            assert select.select([self.master], [], [], max(0, end - time.monotonic()))[0], output
-            output += os.read(self.master, 65536).decode()
-        return output
-
-    def type(self, text):
-        os.write(self.master, text.encode())
-
-
 def test_a_session_on_a_terminal(boardctl):
-    terminal = Terminal(boardctl)
+    terminal = Terminal(
+        boardctl.command(*SESSION_BOARD, "shell"),
+        settings=["-echo", "-onlcr"],
+        cwd=boardctl.folder,
+        env=boardctl.environment(),
+    )
     # Each prompt is there before anything is typed, and each answer before the next line.
     assert terminal.read_until("> ") == "> "
     terminal.type("get gpu 0 gpu.inventory.serialNumber\n")
@@ -114,4 +91,4 @@ def test_a_session_on_a_terminal(boardctl):
     assert terminal.read_until("> ") == "Snapshot Refresh Status: 0\n> "
     terminal.type("quit\n")
     assert terminal.process.wait(timeout=60) == 0
-    os.close(terminal.master)
+    terminal.close()

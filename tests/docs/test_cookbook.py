@@ -31,9 +31,7 @@ def folder(tmp_path_factory):
     root = tmp_path_factory.mktemp("cook")
     shutil.copytree(ROOT / "examples", root / "examples", ignore=lambda *_: ["boardctl"])
     (root / "bin").mkdir()
-    program = root / "bin/boardctl"
-    program.write_text("#!/bin/sh\nexec " + " ".join(Boardctl(None).command('"$@"')) + "\n")
-    program.chmod(0o755)
+    Boardctl(None).script(root / "bin/boardctl")
     return root / "examples"
 
 

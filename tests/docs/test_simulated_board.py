@@ -5,11 +5,10 @@ import shutil
 import subprocess
 
 import pytest
-from built_program import ROOT, Boardctl
+from built_program import ROOT, STAMP, Boardctl
 
 GUIDE = (ROOT / "docs/simulated-board.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)(?: (\S+))?\n(.*?)^```$", GUIDE, re.M | re.S)
-STAMP = re.compile(r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]")
 
 
 def commands():
@@ -32,8 +31,7 @@ def folder(tmp_path_factory):
     shutil.copytree(ROOT / "schemas", root / "schemas")
     program = root / "examples/boardctl"
     program.unlink(missing_ok=True)
-    program.write_text("#!/bin/sh\nexec " + " ".join(Boardctl(None).command('"$@"')) + "\n")
-    program.chmod(0o755)
+    Boardctl(None).script(program)
     return root / "examples"
 
 
@@ -51,7 +49,7 @@ def test_command(folder, files, command, expected):
         check=False,
         text=True,
     )
-    printed = STAMP.sub("[...]", done.stdout)
+    printed = re.sub(STAMP, "[...]", done.stdout)
     if printed.endswith("> "):  # the last prompt stands before "quit"
         printed += "\n"
     assert printed == expected
@@ -66,7 +64,9 @@ def test_the_codes_are_those_of_the_source():
     values = dict(re.findall(r"(k\w+) = (\d+),", source))
     known = {
         (values[constant], name, meaning)
-        for constant, name, meaning in re.findall(r'CodeInfo\{(k\w+),\s*"(\w+)",\s*"([^"]+)"', source)
+        for constant, name, meaning in re.findall(
+            r'CodeInfo\{(k\w+),\s*"(\w+)",\s*"([^"]+)"', source
+        )
     }
     assert len(known) == len(values)
     assert set(re.findall(r"^\| (\d+) \| `(\w+)` \| (.*) \|$", GUIDE, re.M)) == known

@@ -18,8 +18,8 @@
 #include "devmgr/callbacks.h"
 #include "devmgr/logger.h"
 #include "devmgr/manager.h"
-#include "devmgr/postbox.h"
 #include "devmgr/properties.h"
+#include "tests/support/default_library.h"
 
 /// A `libdevmgr.so.0` that misbehaves as it is told. The environment variable HOSTILE holds
 /// "key=value" items, parted by ";". `*` stands for every call.
@@ -37,10 +37,6 @@
 ///     journal=FILE       each call's name goes there, a line each
 ///     logthrows=1        the log stream raises its errors
 ///     logfails=N         the log stream takes N lines and fails from then on
-
-Logger logger;
-
-data_info::DataInfo::DataInfo(const DataInfo& other) = default;
 
 namespace {
 
@@ -180,6 +176,27 @@ int DeviceGetSupportedProperties(int /*deviceType*/, std::vector<std::string>& n
   return answer("DeviceGetSupportedProperties");
 }
 
+int postboxList(const char* name, int, unsigned char, unsigned char, unsigned char,
+                const std::vector<unsigned int>&, std::vector<unsigned int>& output, bool) {
+  output = outputWords();
+  return answer(name);
+}
+
+int postboxSync(const char* name, int, unsigned char, unsigned char, unsigned char, unsigned int,
+                unsigned int, unsigned int* output1, unsigned int* output2, unsigned int* output3,
+                bool) {
+  *output1 = *output2 = *output3 = 0xFFFFFFFF;
+  return answer(name);
+}
+
+int postboxAsync(const char* name, int, unsigned char, const std::vector<unsigned int>&,
+                 unsigned int* output1, unsigned int* output2, std::vector<unsigned int>& output,
+                 unsigned int, bool) {
+  *output1 = *output2 = 0xFFFFFFFF;
+  output = outputWords();
+  return answer(name);
+}
+
 extern "C" {
 
 int GPUSetLogger(const char* fileName) {
@@ -245,36 +262,6 @@ int SnapShotRefreshStatus(bool* running) {
   *running = true;
   return answer("SnapShotRefreshStatus");
 }
-
-#define LIST_FUNCTION(NAME)                                                                    \
-  int NAME(int, unsigned char, unsigned char, unsigned char, const std::vector<unsigned int>&, \
-           std::vector<unsigned int>& output, bool) {                                          \
-    output = outputWords();                                                                    \
-    return answer(#NAME);                                                                      \
-  }
-LIST_FUNCTION(TesselCmd)
-LIST_FUNCTION(TesselCmdKorswitch)
-LIST_FUNCTION(TesselCmdFpga)
-
-#define SYNC_FUNCTION(NAME)                                                              \
-  int NAME(int, unsigned char, unsigned char, unsigned char, unsigned int, unsigned int, \
-           unsigned int* output1, unsigned int* output2, unsigned int* output3, bool) {  \
-    *output1 = *output2 = *output3 = 0xFFFFFFFF;                                         \
-    return answer(#NAME);                                                                \
-  }
-SYNC_FUNCTION(TesselSyncCmdGpu)
-SYNC_FUNCTION(TesselSyncCmdKorswitch)
-SYNC_FUNCTION(TesselSyncCmdFpga)
-
-#define ASYNC_FUNCTION(NAME)                                                               \
-  int NAME(int, unsigned char, const std::vector<unsigned int>&, unsigned int* output1,    \
-           unsigned int* output2, std::vector<unsigned int>& output, unsigned int, bool) { \
-    *output1 = *output2 = 0xFFFFFFFF;                                                      \
-    output = outputWords();                                                                \
-    return answer(#NAME);                                                                  \
-  }
-ASYNC_FUNCTION(TesselAsyncCmdGpu)
-ASYNC_FUNCTION(TesselAsyncCmdKorswitch)
 
 int DeviceSetCallbackUpdateData(int /*deviceId*/, const std::string& /*apiName*/,
                                 const UpdateCallback& callback, int /*reserved0*/,

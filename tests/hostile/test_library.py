@@ -47,7 +47,8 @@ CLEAR = ("clear", "0", "p0nnnnnn")
 # status.
 FAILURES = [
     (("list", "gpu"), NAMES, "Get property list failed, rc = {0}\n", True),
-    (("list", "all"), "DeviceGetAllSupportedProperties", "Get property list failed, rc = {0}\n", True),
+    (("list", "all"), "DeviceGetAllSupportedProperties",
+     "Get property list failed, rc = {0}\n", True),
     (GET, "DeviceGetData", STARTING + "Device[gpu0](p0nnnnnn) Get Failed, rc = 0x{1}\n", True),
     (GET_ALL, NAMES, STARTING + "Get Properties list failed, rc = {0}.\n", False),
     (SET, NAMES, STARTING + "Get Properties list failed, rc = {0}.\n", False),
@@ -57,7 +58,8 @@ FAILURES = [
     (raw("raw", "gpu"), "TesselCmd",
      STARTING + header("gpu") + "Raw cmd failed, rc = 0x{1}\n00 00 00 00 01 00 00 00 \n", True),
     (raw("raw", "korswitch"), "TesselCmdKorswitch",
-     STARTING + header("korswitch") + "Raw cmd failed, rc = 0x{1}\n00 00 00 00 01 00 00 00 \n", True),
+     STARTING + header("korswitch") + "Raw cmd failed, rc = 0x{1}\n00 00 00 00 01 00 00 00 \n",
+     True),
     (raw("raw", "fpga"), "TesselCmdFpga",
      STARTING + header("fpga") + "Raw cmd failed, rc = 0x{1}\n00 00 00 00 01 00 00 00 \n", True),
     (raw("rawSyncCmd", "gpu"), "TesselSyncCmdGpu",
@@ -74,7 +76,9 @@ FAILURES = [
 
 
 @pytest.mark.parametrize(
-    "command, call, output, stops", FAILURES, ids=lambda value: value[0] if isinstance(value, tuple) else ""
+    "command, call, output, stops",
+    FAILURES,
+    ids=lambda value: value[0] if isinstance(value, tuple) else "",
 )
 def test_every_code_of_every_request_is_printed_once_and_is_the_status(
     hostile, command, call, output, stops
@@ -82,12 +86,12 @@ def test_every_code_of_every_request_is_printed_once_and_is_the_status(
     for code in CODES:
         hostile.orders = f"names=2;words=2;code.{call}={code}"
         run = hostile(*MANIFEST, *command)
-        assert run == (output.format(code, hexadecimal(code)), "", code & 0xFF)
+        assert run == (output.format(code, hexadecimal(code)), "", code & 0xFF), code
         calls = hostile.calls()
-        assert calls[:2] == INIT_RUN
-        assert calls.count("GPUManagerStop") == (1 if stops else 0)
+        assert calls[:2] == INIT_RUN, code
+        assert calls.count("GPUManagerStop") == (1 if stops else 0), code
         if stops:
-            assert calls[-1] == "GPUManagerStop"
+            assert calls[-1] == "GPUManagerStop", code
 
 
 @pytest.mark.parametrize("code", CODES)
@@ -105,18 +109,22 @@ def test_codes_that_are_not_looked_at_change_nothing(hostile, code):
     assert hostile(*MANIFEST, "list", "x").status == 0
     hostile.orders = f"code.GPUManagerInit={code};code.DeviceSetCallbackUpdateData={code}"
     assert hostile(*MANIFEST, "set_callback", "0", API) == (
-        STARTING + f"Register Callback API failed, rc = 0x{hexadecimal(code)}\n", "", 0)  # fmt: skip
+        STARTING + f"Register Callback API failed, rc = 0x{hexadecimal(code)}\n",
+        "", 0)  # fmt: skip
     hostile.orders = f"code.SnapShotRefreshStatus={code}"
     assert hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nquit\n") == (
         "> Snapshot Refresh Status: 1\n> ", "", 0)  # fmt: skip
 
 
-@pytest.mark.parametrize("command", [GET, raw("raw", "gpu"), raw("rawSyncCmd", "fpga"), ASYNC, ("shell",)])
+@pytest.mark.parametrize(
+    "command", [GET, raw("raw", "gpu"), raw("rawSyncCmd", "fpga"), ASYNC, ("shell",)]
+)
 def test_a_failed_init_ends_these_commands_with_its_code(hostile, command):
     for code in CODES:
         hostile.orders = f"code.GPUManagerInit={code}"
-        assert hostile(*MANIFEST, *command) == ("GPU Manager Init failed!!\n", "", code & 0xFF)
-        assert hostile.calls() == ["GPUManagerInit"]
+        run = hostile(*MANIFEST, *command)
+        assert run == ("GPU Manager Init failed!!\n", "", code & 0xFF), code
+        assert hostile.calls() == ["GPUManagerInit"], code
 
 
 ODD = {
@@ -177,12 +185,12 @@ def test_names_of_any_bytes_are_printed_whole_and_found_by_all_their_bytes(hosti
             refused.append(asked[1])
         else:
             run = hostile(*MANIFEST, *LOG, command, "0", argument(last), *value)
-            assert run == (STARTING + done, "", 0)
-            assert hostile.asked() == [last]
+            assert run == (STARTING + done, "", 0), command
+            assert hostile.asked() == [last], command
         for name in refused:
             run = hostile(*MANIFEST, *LOG, command, "0", argument(name), *value)
-            assert run == (STARTING + f"Property ({name}) is not supported!\n", "", 255)
-            assert hostile.asked() == []
+            assert run == (STARTING + f"Property ({name}) is not supported!\n", "", 255), command
+            assert hostile.asked() == [], (command, name)
 
 
 def test_names_with_a_nul_in_the_shell(hostile):
@@ -268,9 +276,9 @@ RAISING = [
 def test_an_exception_of_the_library(hostile, command, call, before):
     for kind, message in (("std", HOSTILE_TEXT), ("alloc", "[E]std::bad_alloc\n")):
         hostile.orders = f"names=1;words=1;throw.{call}={kind}"
-        assert hostile(*MANIFEST, *command) == (before + USAGE, message, 0)
-        assert hostile.calls()[-1] == call
-        assert hostile.merged(*MANIFEST, *command) == before + message + USAGE
+        assert hostile(*MANIFEST, *command) == (before + USAGE, message, 0), kind
+        assert hostile.calls()[-1] == call, kind
+        assert hostile.merged(*MANIFEST, *command) == before + message + USAGE, kind
     # What is no standard exception ends the process at once, as documented: nothing is said twice.
     hostile.orders = f"names=1;words=1;throw.{call}=other"
     run = hostile(*MANIFEST, *command)
@@ -281,7 +289,9 @@ def test_an_exception_of_the_library(hostile, command, call, before):
 
 def test_an_exception_leaves_the_shell_without_a_stop(hostile):
     hostile.orders = "throw.DeviceGetData=std"
-    run = hostile(*MANIFEST, "shell", stdin="snapshot refresh_status\nget gpu 0 x\nget gpu 1 y\nquit\n")
+    run = hostile(
+        *MANIFEST, "shell", stdin="snapshot refresh_status\nget gpu 0 x\nget gpu 1 y\nquit\n"
+    )
     assert run == ("> Snapshot Refresh Status: 1\n> Device[gpu0](x) " + USAGE, HOSTILE_TEXT, 0)
     assert hostile.calls() == [*INIT_RUN, "SnapShotRefreshStatus", "DeviceGetData"]
     hostile.orders = "throw.SnapShotRefreshStatus=std"

@@ -8,7 +8,7 @@ import subprocess
 import time
 
 import pytest
-from built_program import BOARD, STARTING, USAGE
+from built_program import BOARD, STAMP, STARTING, USAGE
 from conftest import MANIFEST
 
 NO_SPACE = "boardctl: standard output: No space left on device\n"
@@ -130,7 +130,7 @@ def test_all_standard_streams_closed(hostile):
             stdin=None, stdout=None, stderr=None,
             preexec_fn=lambda: [os.close(fd) for fd in range(3)],
         )  # fmt: skip
-        assert finish(process) == (None, "", 0)
+        assert finish(process) == (None, "", 0), command
     lines = (hostile.folder / "log").read_text().splitlines()
     assert len(lines) == 2
     assert lines[0].endswith("[getGpuData]: Entry().")
@@ -164,9 +164,7 @@ def test_binary_input(hostile):
     shell = start(hostile, *MANIFEST, "shell", stdin=subprocess.PIPE)
     out, err, status = finish(shell, b"\n".join(lines))
     name = every.replace(b" ", b"")
-    assert out == (
-        b"> > Device[gpu0](" + name + b") value\n> > > Device[gpu0](x\0y) value\n> > > "
-    )
+    assert out == (b"> > Device[gpu0](" + name + b") value\n> > > Device[gpu0](x\0y) value\n> > > ")
     assert (err, status) == ("", 0)
 
 
@@ -251,7 +249,7 @@ def test_a_log_file_that_cannot_be_written_changes_nothing(hostile):
     unwritable.write_text("kept")
     unwritable.chmod(0o444)
     for name in ("/dev/full", "folder", "missing/log", "/proc/version", "log" * 2000):
-        assert hostile(*MANIFEST, "-l", "5", "-L", name, *GET) == (GOT, "", 0)
+        assert hostile(*MANIFEST, "-l", "5", "-L", name, *GET) == (GOT, "", 0), name
     if os.geteuid() != 0:
         assert hostile(*MANIFEST, "-l", "5", "-L", str(unwritable), *GET) == (GOT, "", 0)
         assert unwritable.read_text() == "kept"
@@ -281,10 +279,9 @@ def test_the_simulated_board_reports_a_log_it_cannot_open(boardctl):
     for name, reason in (("missing/log", "No such file or directory"), (".", "Is a directory")):
         for words in (("-l", "5", "-L", name), ("-L", name)):
             run = boardctl(*BOARD, *words, *command)
-            assert (run.stdout, run.status) == (usual.stdout, 0)
-            stamp = r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]"
+            assert (run.stdout, run.status) == (usual.stdout, 0), words
             said = f"E{name}: cannot be opened as the log file: {reason}\n"
-            assert re.fullmatch(stamp + re.escape(said), run.stderr)
+            assert re.fullmatch(STAMP + re.escape(said), run.stderr), words
 
 
 def test_the_simulated_board_on_a_full_log_says_nothing(boardctl):

@@ -1,10 +1,8 @@
 """Interactive shells on a pseudo-terminal, asked what they complete."""
 
 import os
-import pty
-import select
-import subprocess
-import time
+
+from terminal import Terminal
 
 DONE = "<done>"
 
@@ -29,45 +27,30 @@ bindkey '^Xp' show
 """
 
 
-class Shell:
+class Shell(Terminal):
     """A shell in a folder, with the completion loaded."""
 
     def __init__(self, command, setup, folder):
         self.folder = folder
-        self.master, slave = pty.openpty()
-        self.process = subprocess.Popen(
+        super().__init__(
             command,
             cwd=folder,
             env={"PATH": os.environ["PATH"], "TERM": "dumb", "LC_ALL": "C", "HOME": str(folder)},
-            stdin=slave,
-            stdout=slave,
-            stderr=slave,
             start_new_session=True,
         )
-        os.close(slave)
         (folder / "setup").write_text(setup)
         self.type(". ./setup; printf '<%s>' done\n")
-        self.wait()
+        self.read_until(DONE)
 
     def close(self):
         self.process.kill()
         self.process.wait()
-        os.close(self.master)
-
-    def type(self, text):
-        os.write(self.master, text.encode())
-
-    def wait(self, limit=60):
-        seen = ""
-        end = time.monotonic() + limit
-        while DONE not in seen:
-            assert select.select([self.master], [], [], max(0, end - time.monotonic()))[0], seen
-            seen += os.read(self.master, 65536).decode(errors="replace")
+        super().close()
 
     def line_after(self, typed, key):
         """The line as it stands after `typed` and a key."""
         self.type(typed + key + "\x18p")
-        self.wait()
+        self.read_until(DONE)
         return (self.folder / "result").read_text()
 
     def complete(self, typed):

@@ -1,15 +1,13 @@
 """Completion in real shells, and that it offers what the program takes."""
 
 import os
-import pty
 import re
-import select
 import subprocess
-import time
 
 import pytest
 import shells
 from conftest import BOARD, BOARDCTL, GENERATED, ROOT
+from terminal import Terminal
 
 ROWS = [line.split() for line in (ROOT / "tests/data/api_properties.txt").read_text().splitlines()]
 APIS = {name for row in ROWS for name in row[1:]}
@@ -45,7 +43,7 @@ def test_every_option_and_command(shell, usage):
 def test_files_after_the_options_that_take_them(shell):
     for option in "-m", "-p", "-t", "-L":
         line = shell.complete(f"boardctl {option} oo")
-        assert line.rstrip() == f"boardctl {option} oob\\ manifest.json"
+        assert line.rstrip() == f"boardctl {option} oob\\ manifest.json", option
     assert shell.complete("boardctl -L pro").rstrip("/ ") == "boardctl -L profiles"
     assert shell.complete("boardctl list oo") == "boardctl list oo"
 
@@ -59,7 +57,9 @@ def test_levels_are_those_that_are_accepted(shell):
         ).stderr
         for level in range(10)
     ]  # fmt: skip
-    accepted = {str(level) for level, error in enumerate(errors) if error == "[E]File missing not exist!\n"}
+    accepted = {
+        str(level) for level, error in enumerate(errors) if error == "[E]File missing not exist!\n"
+    }
     assert len(accepted) == 6
     assert shell.candidates("boardctl -l ") == accepted
 
@@ -88,10 +88,10 @@ def test_raw_commands_offer_the_devices_that_have_a_post_box(shell, session, com
 def test_properties_of_the_kind_that_was_typed(shell):
     for kind in "gpu", "baseboard", "korlinkBridgeConn":
         expected = {name for name in PROPERTIES if name.startswith(f"{kind}.")}
-        assert expected
-        assert shell.candidates(f"boardctl -m x get {kind} 0 ") == expected | {"all"}
-        assert shell.candidates(f"boardctl set 0 {kind}.") == expected
-        assert shell.candidates(f"boardctl clear 3 {kind}.") == expected
+        assert expected, kind
+        assert shell.candidates(f"boardctl -m x get {kind} 0 ") == expected | {"all"}, kind
+        assert shell.candidates(f"boardctl set 0 {kind}.") == expected, kind
+        assert shell.candidates(f"boardctl clear 3 {kind}.") == expected, kind
     assert shell.candidates("boardctl get cpu 0 ") == {"all"}
     assert shell.candidates("boardctl get gpu 0 gpu.pcie.vendorId ") == {"0", "1"}
 
@@ -101,7 +101,10 @@ def test_every_property_can_be_reached_from_set(shell):
     reached = {name for kind in kinds for name in shell.candidates(f"boardctl set 0 {kind}")}
     assert reached == PROPERTIES
     assert shell.complete("boardctl set 0 standby") == "boardctl set 0 standbyhsc."
-    assert shell.complete("boardctl set 0 gpu.power.limit.t") == "boardctl set 0 gpu.power.limit.total "
+    assert (
+        shell.complete("boardctl set 0 gpu.power.limit.t")
+        == "boardctl set 0 gpu.power.limit.total "
+    )
 
 
 def test_api_names_of_callbacks(shell):
@@ -130,32 +133,23 @@ def test_rlwrap_completes_and_remembers(tmp_path):
     # The line that the manual page gives.
     page = (ROOT / "docs/man/boardctl.1.in").read_text()
     assert r".Dl rlwrap -b \(aq \(aq boardctl -m" in page
-    master, slave = pty.openpty()
-    subprocess.run(["stty", "cols", "200", "rows", "50"], stdin=slave, check=True)
-    wrapped = subprocess.Popen(
+    wrapped = Terminal(
         ["setsid", "--ctty", "rlwrap", "-b", " ", "-f", GENERATED / "boardctl.rlwrap"]
         + [BOARDCTL, *BOARD, "shell"],
+        settings=["cols", "200", "rows", "50"],
         env={"PATH": os.environ["PATH"], "TERM": "vt100", "HOME": str(tmp_path), "LC_ALL": "C"},
-        stdin=slave,
-        stdout=slave,
-        stderr=slave,
     )
-    os.close(slave)
 
     def answer(typed, expected):
-        os.write(master, typed)
-        seen = ""
-        end = time.monotonic() + 60
-        while expected not in seen:
-            assert select.select([master], [], [], max(0, end - time.monotonic()))[0], seen
-            seen += os.read(master, 65536).decode(errors="replace")
+        wrapped.type(typed)
+        wrapped.read_until(expected)
 
-    answer(b"", "> ")
-    answer(b"get gpu 0 gpu.power.limit.to\t\r", "Device[gpu0](gpu.power.limit.total) 500")
-    answer(b"set 0 gpu.power.limit.to\t 450\r", "Set done.")
-    answer(b"\x1b[A\x1b[A\r", "Device[gpu0](gpu.power.limit.total) 450")
-    os.write(master, b"quit\r")
-    assert wrapped.wait(timeout=60) == 0
-    os.close(master)
+    answer("", "> ")
+    answer("get gpu 0 gpu.power.limit.to\t\r", "Device[gpu0](gpu.power.limit.total) 500")
+    answer("set 0 gpu.power.limit.to\t 450\r", "Set done.")
+    answer("\x1b[A\x1b[A\r", "Device[gpu0](gpu.power.limit.total) 450")
+    wrapped.type("quit\r")
+    assert wrapped.process.wait(timeout=60) == 0
+    wrapped.close()
     history = next(tmp_path.glob(".*_history")).read_text()
     assert history.splitlines()[-1] == "quit"

@@ -15,8 +15,18 @@ SKIP_WAIT = os.environ["BOARDCTL_SKIP_WAIT"]
 def install(tmp_path):
     def files(*components):
         for component in components:
-            run("cmake", "--install", str(BUILD), "--prefix", str(tmp_path), "--component", component)
-        return {str(path.relative_to(tmp_path)) for path in tmp_path.rglob("*") if not path.is_dir()}
+            run(
+                "cmake",
+                "--install",
+                str(BUILD),
+                "--prefix",
+                str(tmp_path),
+                "--component",
+                component,
+            )
+        return {
+            str(path.relative_to(tmp_path)) for path in tmp_path.rglob("*") if not path.is_dir()
+        }
 
     return files
 
@@ -64,7 +74,9 @@ def test_without_a_component_named_everything_is_installed(tmp_path, install):
     parts = install("tool", "sim", "check", "docs")
     everything = tmp_path / "everything"
     run("cmake", "--install", str(BUILD), "--prefix", str(everything))
-    names = {str(path.relative_to(everything)) for path in everything.rglob("*") if not path.is_dir()}
+    names = {
+        str(path.relative_to(everything)) for path in everything.rglob("*") if not path.is_dir()
+    }
     assert names == parts
 
 
@@ -77,7 +89,9 @@ def test_only_the_runner_finds_the_simulated_board(install, tmp_path):
     environment = {"PATH": os.environ["PATH"], "LD_PRELOAD": SKIP_WAIT}
     for runner in tmp_path / "bin/boardctl-sim", link:
         printed = run(str(runner), *words, cwd=tmp_path, env=environment)
-        assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
+        assert (
+            printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
+        ), runner
     command = [tmp_path / "bin/boardctl", *words]
     alone = subprocess.run(
         command, cwd=tmp_path, env=environment, capture_output=True, text=True, check=False

@@ -54,7 +54,7 @@ def test_contents(packages):
         "share/zsh/vendor-completions/_boardctl",
         "share/rlwrap/completions/boardctl",
     ):
-        assert f"./usr/{name}" in tool
+        assert f"./usr/{name}" in tool, name
     assert not [name for name in tool if ".so" in name]
     libraries = [name for name in contents(packages["boardctl-sim"]) if ".so" in name]
     assert libraries == ["./usr/lib/boardctl/sim/libdevmgr.so.0"]
@@ -64,10 +64,10 @@ def test_nothing_tells_the_loader_or_other_packages_of_the_simulated_board(packa
     for package in packages.values():
         run("dpkg-deb", "--control", package, str(tmp_path / "control"))
         names = {path.name for path in (tmp_path / "control").iterdir()}
-        assert names == {"control", "md5sums"}
+        assert names == {"control", "md5sums"}, package
         for name in names:
             (tmp_path / "control" / name).unlink()
-        assert not [name for name in contents(package) if "ld.so.conf" in name]
+        assert not [name for name in contents(package) if "ld.so.conf" in name], package
 
 
 def test_the_packages_work_together(packages, tmp_path):

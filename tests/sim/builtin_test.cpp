@@ -47,6 +47,7 @@ TEST(Builtin, ValuesArePlausible) {
     return world.numberAt(*world.properties().find(name), id, time);
   };
   for (Time time = 0; time < 300 * kSecond; time += 7 * kSecond) {
+    SCOPED_TRACE(time);
     Micro total = 0;
     for (int id = 0; id < 10; ++id) total += number("hsc.power.consumption", id, time);
     EXPECT_EQ(number("fpga.totalhsc.power.consumption", 0, time), total);

@@ -71,6 +71,7 @@ TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
   EXPECT_LT(jsonRefusal("[\"" + std::string(5000, 'x')).size(), 250U);
   EXPECT_EQ(jsonRefusal(R"({"a\nb": 1, "a\nb": 2})"), "f.json:1:13: /a?b: the key is given twice");
   for (const char* text : {"{", "[", "\"", "{\"a\"", "\x01", "{\"\n\": 1}", "[\"\xff\"]"}) {
+    SCOPED_TRACE(text);
     const std::string why = jsonRefusal(text);
     EXPECT_NE(why, "accepted");
     EXPECT_EQ(why.find('\n'), std::string::npos) << why;
@@ -127,6 +128,7 @@ TEST(Properties, RefusalsNameThePlaceAndTheReason) {
   EXPECT_EQ(propertyRefusal(R"({"walk": [0, 100000000]})"), "accepted");
   for (const char* walk :
        {R"({"walk": [0, 100000001]})", R"({"walk": [-9000000000000, 9000000000000]})"}) {
+    SCOPED_TRACE(walk);
     EXPECT_EQ(propertyRefusal(walk),
               "p.json:1:35: /properties/gpu.x/walk: a walk spans at most 100000000");
   }
@@ -179,14 +181,17 @@ std::string chain(int length, int times, bool forwards) {
 
 TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
   for (const bool forwards : {true, false}) {
+    SCOPED_TRACE(forwards);
     EXPECT_EQ(propertiesRefusal(chain(99, 1, forwards)), "accepted");
     EXPECT_EQ(propertiesRefusal(chain(15, 2, forwards)), "accepted");
     for (const int length : {100, 4000}) {
+      SCOPED_TRACE(length);
       const std::string refusal = propertiesRefusal(chain(length, 1, forwards));
       EXPECT_TRUE(refusal.ends_with(": the value is computed through more than 100 others"))
           << refusal;
     }
     for (const int length : {16, 99}) {
+      SCOPED_TRACE(length);
       const std::string refusal = propertiesRefusal(chain(length, 2, forwards));
       EXPECT_TRUE(refusal.ends_with(": the value is computed from more than 100000 others"))
           << refusal;

@@ -98,6 +98,7 @@ TEST_F(Journal, AFileThatCannotBeWrittenRefusesTheProfile) {
   for (const auto& [file, why] :
        {std::pair("/nowhere/journal", "opened: No such file or directory"),
         std::pair("/dev/full", "written: No space left on device")}) {
+    SCOPED_TRACE(file);
     capture();
     EXPECT_EQ(init("\"journal\": \"" + std::string(file) + '"'), sim::kFileRefused);
     const std::string lines = captured();

@@ -86,6 +86,7 @@ TEST(Library, NullArgumentsAreRefused) {
 TEST_F(RunningBoard, EveryListedPropertyOfEveryDeviceAnswers) {
   std::string text;
   for (int type = 0; type <= 24; ++type) {
+    SCOPED_TRACE(type);
     std::vector<std::string> names;
     std::vector<std::string> details;
     const int code = DeviceGetSupportedProperties(type, names, details);
@@ -210,7 +211,7 @@ TEST(Library, TheExampleBoardIsTheBuiltInBoard) {
   const auto builtIn = answersOf("", "");
   ASSERT_EQ(example.size(), builtIn.size());
   ASSERT_FALSE(builtIn.empty());
-  for (std::size_t i = 0; i < builtIn.size(); ++i) EXPECT_EQ(example[i], builtIn[i]);
+  for (std::size_t i = 0; i < builtIn.size(); ++i) EXPECT_EQ(example[i], builtIn[i]) << i;
 }
 
 }  // namespace

@@ -40,6 +40,7 @@ TEST_F(Lifecycle, ThreadsEndWithStop) {
 TEST_F(Lifecycle, AThousandRunsLeaveNothingBehind) {
   const auto before = entries("/proc/self/fd");
   for (int i = 0; i < 1000; ++i) {
+    SCOPED_TRACE(i);
     ASSERT_EQ(init("\"journal\": \"" + path("journal") + "\""), 0);
     ASSERT_EQ(GPUManagerRun(0, 0), 0);
     ASSERT_EQ(listen([](auto...) {}), 0);

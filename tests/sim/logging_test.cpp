@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "tests/sim/board_fixture.h"
+#include "tests/support/output_forms.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ class LoggingDeathTest : public BoardTest {
 
   /// The stamps of the lines replaced by "[]".
   static std::string lines(const std::string& name) {
-    static const std::regex stamp(R"(\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\])");
+    static const std::regex stamp(kStampPattern);
     return std::regex_replace(contents(path(name)), stamp, "[]");
   }
 
@@ -61,6 +62,7 @@ TEST_F(LoggingDeathTest, ALevelAloneLogsToStandardOutputInOrder) {
 
 TEST_F(LoggingDeathTest, AFileTakesTheLinesWhateverTheOrder) {
   for (const bool fileFirst : {true, false}) {
+    SCOPED_TRACE(fileFirst);
     std::remove(path("log").c_str());
     EXPECT_EXIT(logged([&] {
                   if (!fileFirst) GPUSetLogLevel(4);

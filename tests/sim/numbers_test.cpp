@@ -43,7 +43,7 @@ TEST(Kinds, CodesAreFixedAndTwentyTwoIsNobodys) {
   EXPECT_EQ(wordOf(*kindOfCode(23)), "moduleTemp");
   EXPECT_EQ(wordOf(*kindOfCode(24)), "cpu");
   EXPECT_EQ(kindOfWord("GPU"), std::nullopt);
-  for (KindIndex kind = 0; kind < 22; ++kind) EXPECT_EQ(kindOfCode(kind), kind);
+  for (KindIndex kind = 0; kind < 22; ++kind) EXPECT_EQ(kindOfCode(kind), kind) << kind;
 }
 
 TEST(Kinds, DeviceNamesReadBack) {

@@ -58,6 +58,7 @@ TEST(Values, WalksStayInBoundsMoveAndRepeatWithTheSeed) {
   Micro lowest = 80 * kUnit;
   Micro highest = -20 * kUnit;
   for (Time time = 0; time < 2000 * kSecond; time += 1'700'000) {
+    SCOPED_TRACE(time);
     const Micro value = world.numberAt(w, 0, time);
     ASSERT_GE(value, -20 * kUnit);
     ASSERT_LE(value, 80 * kUnit);

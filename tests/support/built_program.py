@@ -17,6 +17,8 @@ EMULATOR = shlex.split(os.environ.get("BOARDCTL_EMULATOR", ""))
 BOARD = ("-m", "oob_manifest.json", "-t", "oob_properties.json")
 USAGE = (ROOT / "tests/golden/usage.txt").read_text()
 STARTING = "Starting GPU Manager...\n"
+# The time stamp of a log line, as a regular expression.
+STAMP = r"\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]"
 
 
 class Run(typing.NamedTuple):
@@ -36,6 +38,11 @@ class Boardctl:
             return [str(BOARDCTL), *words]
         # The preloaded library is one for the emulated program, not for the emulator.
         return [*EMULATOR, "-E", f"LD_PRELOAD={SKIP_WAIT}", str(BOARDCTL), *words]
+
+    def script(self, path):
+        """Writes a script of that name that stands for the program."""
+        path.write_text("#!/bin/sh\nexec " + " ".join(self.command('"$@"')) + "\n")
+        path.chmod(0o755)
 
     @staticmethod
     def environment():
@@ -69,6 +76,12 @@ class Boardctl:
             timeout=timeout,
             check=False,
         )
+
+
+def readelf(*words):
+    return subprocess.run(
+        ["readelf", "-W", *words], capture_output=True, text=True, check=True
+    ).stdout
 
 
 def put_board(folder):

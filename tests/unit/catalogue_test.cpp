@@ -55,6 +55,7 @@ TEST(ApiPropertyMap, HoldsTheFirstPairOfEveryKey) {
   ASSERT_EQ(ApiPropertyMap.size(), 491U);
   std::size_t index = 0;
   for (const auto& [name, property] : expected) {
+    SCOPED_TRACE(name);
     EXPECT_EQ(ApiPropertyMap.entry(index).apiName, name);
     EXPECT_EQ(ApiPropertyMap.entry(index).propertyName, property);
     EXPECT_EQ(ApiPropertyMap.find(name), property);
@@ -92,6 +93,7 @@ TEST(PropertyGroups, ThePagedListIsTheListing) {
   EXPECT_EQ(PagedPropertyList[18], "korswitch.driver.version.page0");
   EXPECT_EQ(PagedPropertyList[34], "korswitch.driver.version.page0");
   for (const char* kind : {"gpu", "korswitch"}) {
+    SCOPED_TRACE(kind);
     const std::string page3 = std::string(kind) + ".korlink.KORLinkStateV2.page3";
     EXPECT_EQ(std::count(std::begin(PagedPropertyList), std::end(PagedPropertyList), page3), 0);
   }
@@ -101,6 +103,7 @@ TEST(PropertyGroups, TheLinkGroupsAreTheListing) {
   const std::size_t sizes[] = {20, 2, 4, 4};
   ASSERT_EQ(std::size(LinkLogicGroups), 4U);
   for (std::size_t i = 0; i < 4; ++i) {
+    SCOPED_TRACE(i + 1);
     const std::string name = "korlinkLogic_" + std::to_string(i + 1);
     EXPECT_EQ(LinkLogicGroups[i].name, name);
     std::vector<std::string> expected = listedLine(name);
@@ -111,6 +114,7 @@ TEST(PropertyGroups, TheLinkGroupsAreTheListing) {
     EXPECT_TRUE(
         std::equal(group->members.begin(), group->members.end(), expected.begin(), expected.end()));
     for (const std::string& member : expected) {
+      SCOPED_TRACE(member);
       EXPECT_TRUE(group->contains(member));
       EXPECT_TRUE(ApiPropertyMap.contains(member)) << member;
     }
@@ -146,6 +150,7 @@ TEST(PropertyGroups, TheCodeSetsAreTheListing) {
   EXPECT_TRUE(CodeSetA.contains(0x03FD));
   EXPECT_TRUE(CodeSetB.contains(0x03FC));
   for (const auto& inNone : {0x0D05, 0x0000, 0xFFFF}) {
+    SCOPED_TRACE(inNone);
     const auto value = static_cast<std::uint16_t>(inNone);
     EXPECT_FALSE(CodeSetA.contains(value) || CodeSetB.contains(value) || CodeSetC.contains(value));
   }
@@ -153,9 +158,10 @@ TEST(PropertyGroups, TheCodeSetsAreTheListing) {
 
 TEST(PropertyGroups, NoCodeIsInTwoSets) {
   for (const std::uint16_t code : CodeSetA) {
+    SCOPED_TRACE(code);
     EXPECT_FALSE(CodeSetB.contains(code) || CodeSetC.contains(code));
   }
-  for (const std::uint16_t code : CodeSetB) EXPECT_FALSE(CodeSetC.contains(code));
+  for (const std::uint16_t code : CodeSetB) EXPECT_FALSE(CodeSetC.contains(code)) << code;
 }
 
 }  // namespace

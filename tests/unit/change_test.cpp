@@ -1,6 +1,7 @@
 #include <stdexcept>
 
 #include "cli/handlers.h"
+#include "tests/support/output_forms.h"
 #include "tests/unit/command_test.h"
 
 namespace boardctl {
@@ -37,6 +38,7 @@ TEST_F(ChangeTest, ConvertsTheValueAsDecimal) {
               {"2147483647", "2147483647"},
               {"-2147483648", "-2147483648"}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.word);
     library().calls.clear();
     run(setGpuData, {"0", "gpu.a", row.word});
     EXPECT_EQ(callsWhileRunning().back(),
@@ -61,6 +63,7 @@ TEST_F(ChangeTest, TakesTheDeviceKindFromTheName) {
   } rows[] = {{"baseboard.x.y", 11}, {"cpu", 24},   {"cpu.", 24},        {".cpu", -1}, {"", -1},
               {"gpux.a", -1},        {"GPU.a", -1}, {"moduleTemp..", 23}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     resetLibrary();
     library().names = {row.name};
     EXPECT_EQ(run(clearGpuData, {"0", row.name}).output, kStarting + "Clear done.\n");
@@ -71,7 +74,9 @@ TEST_F(ChangeTest, TakesTheDeviceKindFromTheName) {
 
 TEST_F(ChangeTest, AnUnsupportedNameIsRefusedAndTheManagerLeftRunning) {
   for (const char* name : {"gpu.c", "gpu.", "gpu.A", "gpu.aa", "gpu.a ", "gpu"}) {
+    SCOPED_TRACE(name);
     for (const auto handler : {setGpuData, clearGpuData}) {
+      SCOPED_TRACE(handler == setGpuData ? "set" : "clear");
       library().calls.clear();
       const Outcome outcome = run(handler, {"0", name, "1"});
       EXPECT_EQ(outcome.result, -1);
@@ -85,6 +90,7 @@ TEST_F(ChangeTest, AnUnsupportedNameIsRefusedAndTheManagerLeftRunning) {
 TEST_F(ChangeTest, AnUnsupportedNameIsRefusedOnlyAfterTheWholeWait) {
   startupWaitMs = 6000;
   for (const auto handler : {setGpuData, clearGpuData}) {
+    SCOPED_TRACE(handler == setGpuData ? "set" : "clear");
     library().calls.clear();
     run(handler, {"0", "gpu.c", "1"});
     EXPECT_EQ(library().calls,
@@ -94,7 +100,9 @@ TEST_F(ChangeTest, AnUnsupportedNameIsRefusedOnlyAfterTheWholeWait) {
 
 TEST_F(ChangeTest, AFailedListIsPrintedInDecimalAndLeavesTheManagerRunning) {
   for (const int code : {31, -1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(code);
     for (const auto handler : {setGpuData, clearGpuData}) {
+      SCOPED_TRACE(handler == setGpuData ? "set" : "clear");
       library().calls.clear();
       library().namesResult = code;
       const Outcome outcome = run(handler, {"0", "gpu.a", "1"});
@@ -107,11 +115,8 @@ TEST_F(ChangeTest, AFailedListIsPrintedInDecimalAndLeavesTheManagerRunning) {
 }
 
 TEST_F(ChangeTest, AFailureIsPrintedInHexadecimalAndTheManagerStopped) {
-  const struct {
-    int code;
-    const char* text;
-  } rows[] = {{31, "1f"}, {-1, "ffffffff"}, {INT32_MIN, "80000000"}, {INT32_MAX, "7fffffff"}};
-  for (const auto& row : rows) {
+  for (const CodeText& row : kCodeTexts) {
+    SCOPED_TRACE(row.text);
     library().calls.clear();
     library().setResult = library().clearResult = row.code;
     Outcome outcome = run(setGpuData, {"0", "gpu.a", "1"});
@@ -126,11 +131,13 @@ TEST_F(ChangeTest, AFailureIsPrintedInHexadecimalAndTheManagerStopped) {
 
 TEST_F(ChangeTest, WithTooFewWordsNothingIsStarted) {
   for (const Words& words : {Words{}, Words{"x"}, Words{"0", "gpu.a"}}) {
+    SCOPED_TRACE(testing::PrintToString(words));
     const Outcome outcome = run(setGpuData, words);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.output, "Missing params!\nset <devId> <propName> <propValue>\n");
   }
   for (const Words& words : {Words{}, Words{"x"}}) {
+    SCOPED_TRACE(testing::PrintToString(words));
     const Outcome outcome = run(clearGpuData, words);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.output, "Missing params!\nclear <devId> <propName>\n");

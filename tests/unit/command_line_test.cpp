@@ -144,9 +144,11 @@ TEST(CommandLine, CountsTheWordsOfTheRawCommandsByTheirHints) {
     std::size_t count;
   } rows[] = {{"raw", 13}, {"rawSyncCmd", 13}, {"rawAsyncCmd", 17}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     Line line = {"-m", "a", row.name};
     std::string words;
     for (std::size_t i = 0; i < row.count; ++i) {
+      SCOPED_TRACE(i);
       const std::string word = std::to_string(i);
       EXPECT_EQ(parser(line), "Argument " + std::string(row.name) + " needs parameter!");
       line.push_back(word);
@@ -161,6 +163,7 @@ TEST(CommandLine, CountsTheWordsOfTheRawCommandsByTheirHints) {
 TEST(CommandLine, GivesTheCommandsResult) {
   Parser parser;
   for (const std::int32_t result : {3, -1, 1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(result);
     parser.fail("list", result);
     EXPECT_EQ(parser({"-m", "a", "list", "all"}), "-m[a]list[all]=" + std::to_string(result));
   }
@@ -202,11 +205,12 @@ TEST(CommandLine, KeepsTheRequiredGroupsAndTheSelection) {
   EXPECT_EQ(line.selected().at("-m")->words, Line{"a.json"});
   EXPECT_EQ(line.selected().at("cmd")->name, "list");
   EXPECT_EQ(line.selected().at("cmd")->words, Line{"all"});
-  for (const OptionSpec& entry : optionRegistry) EXPECT_TRUE(entry.words.empty());
+  for (const OptionSpec& entry : optionRegistry) EXPECT_TRUE(entry.words.empty()) << entry.name;
 }
 
 TEST(CommandLine, KeysTheHelpByItsFirstNameHoweverItIsTyped) {
   for (const char* word : {"-h", "--help"}) {
+    SCOPED_TRACE(word);
     CommandLine line({"boardctl", word}, optionRegistry);
     line.parse();
     ASSERT_EQ(line.selected().size(), 1U);
@@ -239,6 +243,7 @@ TEST(CommandLine, RunsTheHelpWhenNothingIsRequiredAndNothingIsGiven) {
       {"--help", "", ArgKind::none, "", Presence::exclusive, "", handler("long ")},
       {"-h", "", ArgKind::none, "", Presence::exclusive, "", handler("short ")}};
   for (const char* expected : {"short ", "long ", ""}) {
+    SCOPED_TRACE(expected);
     calls.clear();
     CommandLine line({"boardctl"}, registry);
     EXPECT_EQ(line.parse(), 0);

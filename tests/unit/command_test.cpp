@@ -3,8 +3,10 @@
 #include <fstream>
 #include <regex>
 
+#include "tests/support/output_forms.h"
+
 std::vector<std::string> CommandTest::logLines() {
-  static const std::regex stamp(R"(\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\]([OPEWDI].*))");
+  static const std::regex stamp(kStampPattern + std::string("([OPEWDI].*)"));
   logger.output.flush();
   std::vector<std::string> lines;
   std::ifstream file(logFile_);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "devmgr/logger.h"
-#include "tests/unit/recording_library.h"
+#include "tests/support/recording_library.h"
 #include "tools/boardctl/settings.h"
 
 using Calls = std::vector<std::string>;

@@ -56,6 +56,7 @@ class EntryTest : public CommandTest {
 
 TEST_F(EntryTest, GivesTheLibrarysCodeAsItsStatus) {
   for (const int code : {0, 3, -1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(code);
     library().get = [code](const std::string&, char*, int) { return code; };
     EXPECT_EQ(tool({"-m", manifest_.c_str(), "get", "gpu", "0", "x", "0"}).result, code);
     EXPECT_EQ(errors_, "");

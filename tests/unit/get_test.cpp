@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "cli/handlers.h"
+#include "tests/support/output_forms.h"
 #include "tests/unit/command_test.h"
 
 namespace boardctl {
@@ -52,6 +53,7 @@ TEST_F(GetTest, ConvertsNumbersAsTheStandardConversionDoes) {
               {"2147483647", INT32_MAX},
               {"-2147483648", INT32_MIN}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.word);
     resetLibrary();
     const Outcome outcome = run(getGpuData, {"gpu", row.word, "p", row.word});
     EXPECT_EQ(callsWhileRunning(), Calls{readCall("p", row.value, row.value)});
@@ -62,6 +64,7 @@ TEST_F(GetTest, ConvertsNumbersAsTheStandardConversionDoes) {
 
 TEST_F(GetTest, ANumberThatCannotBeConvertedEndsTheCommandBeforeTheStart) {
   for (const char* word : {"", "x", "-", "x7", " ", "2147483648", "-2147483649"}) {
+    SCOPED_TRACE(word);
     EXPECT_THROW(run(getGpuData, {"gpu", word, "p"}), std::logic_error) << word;
     EXPECT_THROW(run(getGpuData, {"gpu", "0", "p", word}), std::logic_error) << word;
     EXPECT_EQ(output_, "");
@@ -107,6 +110,7 @@ TEST_F(GetTest, AllOfAKindThatHasNothingPrintsNothingAndStops) {
 TEST_F(GetTest, AFailedListIsPrintedInDecimalAndLeavesTheManagerRunning) {
   library().names = {"gpu.a"};
   for (const int code : {31, -1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(code);
     library().calls.clear();
     library().namesResult = code;
     const Outcome outcome = run(getGpuData, {"nothing", "0", "all"});
@@ -118,17 +122,8 @@ TEST_F(GetTest, AFailedListIsPrintedInDecimalAndLeavesTheManagerRunning) {
 }
 
 TEST_F(GetTest, AFailedReadPrintsItsCodeInHexadecimal) {
-  const struct {
-    int code;
-    const char* text;
-  } rows[] = {{31, "1f"},
-              {1, "1"},
-              {-1, "ffffffff"},
-              {16, "10"},
-              {-31, "ffffffe1"},
-              {INT32_MAX, "7fffffff"},
-              {INT32_MIN, "80000000"}};
-  for (const auto& row : rows) {
+  for (const CodeText& row : kCodeTexts) {
+    SCOPED_TRACE(row.text);
     resetLibrary();
     library().get = [&row](const std::string&, char* buffer, int) {
       std::strcpy(buffer, "never shown");
@@ -181,6 +176,7 @@ TEST_F(GetTest, AnUnknownKindIsLoggedAsMinusOneAndReadAllTheSame) {
 TEST_F(GetTest, WithTooFewWordsNothingIsStarted) {
   openLog("4");
   for (const Words& words : {Words{}, Words{"gpu"}, Words{"gpu", "x"}}) {
+    SCOPED_TRACE(testing::PrintToString(words));
     const Outcome outcome = run(getGpuData, words);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.output,

@@ -26,6 +26,7 @@ TEST_F(ListTest, AllUsesTheCallForAllKinds) {
 
 TEST_F(ListTest, AnUnknownWordIsTheLibrarysToJudge) {
   for (const char* word : {"", "ALL", "gpus"}) {
+    SCOPED_TRACE(word);
     resetLibrary();
     library().listing = "any";
     EXPECT_EQ(run(listGpuProperties, {word}).output, kHeading + kRule + "any\n" + kRule);
@@ -41,7 +42,9 @@ TEST_F(ListTest, AnEmptyListingIsAnEmptyLine) {
 
 TEST_F(ListTest, AFailureIsPrintedInDecimalAfterTheStop) {
   for (const int code : {1, 255, -1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(code);
     for (const char* word : {"all", "hostBmc"}) {
+      SCOPED_TRACE(word);
       resetLibrary();
       library().listing = "never shown";
       library().listResult = library().allListResult = code;

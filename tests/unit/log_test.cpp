@@ -102,6 +102,7 @@ TEST_F(LogTest, StampsTheUniversalTimeOfTheCall) {
 TEST_F(LogTest, CutsAMessageAfter1023Characters) {
   openLog("5");
   for (const std::size_t length : {1022U, 1023U, 1024U, 2000U}) {
+    SCOPED_TRACE(length);
     logWrite(logger, kLogDebug | kLogNoTimeStamp, "%s", std::string(length, 'x').c_str());
     EXPECT_EQ(fileText(), "D" + std::string(std::min<std::size_t>(length, 1023), 'x'));
     logger.output.close();
@@ -191,6 +192,7 @@ TEST_F(LogTest, LinesOfSeveralThreadsNeverInterleave) {
   const std::vector<std::string> lines = logLines();
   EXPECT_EQ(lines.size(), 800U);
   for (const std::string& line : lines) {
+    SCOPED_TRACE(line);
     EXPECT_EQ(line.size(), 101U);
     EXPECT_EQ(line.find_first_not_of(line[1], 1), std::string::npos) << line;
   }

@@ -28,6 +28,7 @@ const Words kRawWords = {"gpu", "0", "1", "2", "3", "1", "2", "3", "4", "5", "6"
 
 /// The departures of each command from the common procedure, as its user sees them.
 struct Row {
+  const char* command;
   std::int32_t (*handler)(Words);
   Words words;
   bool checksInit;
@@ -36,18 +37,19 @@ struct Row {
 };
 
 const Row kRows[] = {
-    {listGpuProperties, {"gpu"}, false, false, false},
-    {getGpuData, {"gpu", "0", "gpu.a"}, true, true, true},
-    {setGpuData, {"0", "gpu.a", "1"}, false, true, true},
-    {clearGpuData, {"0", "gpu.a"}, false, true, true},
-    {rawData, kRawWords, true, true, true},
-    {rawSyncCmdData, kRawWords, true, true, true},
-    {rawAsyncCmdData, kRawWords, true, true, true},
-    {registerCallbackApi, {"0", "GPUGetVendorIdV2"}, false, true, true},
+    {"list", listGpuProperties, {"gpu"}, false, false, false},
+    {"get", getGpuData, {"gpu", "0", "gpu.a"}, true, true, true},
+    {"set", setGpuData, {"0", "gpu.a", "1"}, false, true, true},
+    {"clear", clearGpuData, {"0", "gpu.a"}, false, true, true},
+    {"raw", rawData, kRawWords, true, true, true},
+    {"rawSyncCmd", rawSyncCmdData, kRawWords, true, true, true},
+    {"rawAsyncCmd", rawAsyncCmdData, kRawWords, true, true, true},
+    {"set_callback", registerCallbackApi, {"0", "GPUGetVendorIdV2"}, false, true, true},
 };
 
 TEST_F(ManagerTest, EachCommandStartsWaitsAndStopsInItsOwnWay) {
   for (const Row& row : kRows) {
+    SCOPED_TRACE(row.command);
     resetLibrary();
     library().names = {"gpu.a"};
     startupWaitMs = 6000;
@@ -66,6 +68,7 @@ TEST_F(ManagerTest, EachCommandStartsWaitsAndStopsInItsOwnWay) {
 
 TEST_F(ManagerTest, AFailedInitEndsTheCommandsThatCheckIt) {
   for (const Row& row : kRows) {
+    SCOPED_TRACE(row.command);
     resetLibrary();
     library().names = {"gpu.a"};
     library().initResult = 42;
@@ -85,6 +88,7 @@ TEST_F(ManagerTest, AFailedInitEndsTheCommandsThatCheckIt) {
 
 TEST_F(ManagerTest, UnderTheShellNothingIsStartedWaitedForOrStopped) {
   for (const Row& row : kRows) {
+    SCOPED_TRACE(row.command);
     resetLibrary();
     library().names = {"gpu.a"};
     library().initResult = 42;
@@ -127,6 +131,7 @@ TEST_F(ManagerTest, TheWaitIsSecondsAndNanoseconds) {
               {-1, {}},
               {INT32_MIN, {}}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.milliseconds);
     resetLibrary();
     startupWaitMs = row.milliseconds;
     run([](const Words&) { return Manager().start(kStartForGet); }, {});

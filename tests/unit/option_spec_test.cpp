@@ -69,7 +69,8 @@ TEST(Registry, HoldsItsFifteenEntriesInOrder) {
 }
 
 TEST(Registry, NeverOffersTheSnapshotCommand) {
-  for (const OptionSpec& entry : optionRegistry) EXPECT_NE(entry.name, "snapshot");
+  for (const OptionSpec& entry : optionRegistry)
+    EXPECT_NE(entry.name, "snapshot") << entry.longName;
 }
 
 }  // namespace

@@ -23,17 +23,19 @@ class OptionsTest : public CommandTest {
 };
 
 struct FileOption {
+  const char* name;
   std::int32_t (*handler)(Words);
   std::string* setting;
 };
-const FileOption kFileOptions[] = {{setManifestFile, &manifestFile},
-                                   {setProfileFile, &profileFile},
-                                   {setPropertiesFile, &propertiesFile}};
+const FileOption kFileOptions[] = {{"-m", setManifestFile, &manifestFile},
+                                   {"-p", setProfileFile, &profileFile},
+                                   {"-t", setPropertiesFile, &propertiesFile}};
 
 TEST_F(OptionsTest, AFileOptionKeepsTheNameAsTyped) {
   const std::string name = testing::TempDir() + "an odd%name\n";
   std::ofstream(name) << "anything";
   for (const FileOption& option : kFileOptions) {
+    SCOPED_TRACE(option.name);
     EXPECT_EQ(option.handler({name}), 0);
     EXPECT_EQ(*option.setting, name);
   }
@@ -56,6 +58,7 @@ TEST_F(OptionsTest, AFileOptionLeavesNoFileOpen) {
 
 TEST_F(OptionsTest, AFileOptionRefusesAFileThatDoesNotOpenAndKeepsTheOldName) {
   for (const FileOption& option : kFileOptions) {
+    SCOPED_TRACE(option.name);
     *option.setting = "before";
     EXPECT_EQ(message(option.handler, "missing.json"), "File missing.json not exist!");
     EXPECT_EQ(message(option.handler, ""), "File  not exist!");
@@ -69,6 +72,7 @@ TEST_F(OptionsTest, LogLevelsFrom0To5GoToTheLibraryAndItsResultIsIgnored) {
     int level;
   } rows[] = {{"0", 0}, {"5", 5}, {"3x", 3}, {" 4", 4}, {"+1", 1}, {"-0", 0}, {"0x5", 0}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.word);
     library().calls.clear();
     EXPECT_EQ(setLogLevel({row.word}), 0);
     EXPECT_EQ(library().calls, Calls{"GPUSetLogLevel(" + std::to_string(row.level) + ")"});

@@ -36,7 +36,9 @@ class OutputTest : public CommandTest {
 
 TEST_F(OutputTest, PutsPiecesOfAnyLengthTogether) {
   for (const std::size_t first : {0U, 1U, 255U, 256U, 257U, 1000U}) {
+    SCOPED_TRACE(first);
     for (const std::size_t second : {0U, 1U, 255U, 256U, 257U, 1000U}) {
+      SCOPED_TRACE(second);
       const std::string a(first, 'a');
       const std::string b(second, 'b');
       EXPECT_EQ(printed([&] {

@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "cli/handlers.h"
+#include "tests/support/output_forms.h"
 #include "tests/unit/command_test.h"
 #include "tools/boardctl/numeric_arg.h"
 
@@ -72,6 +73,7 @@ TEST_F(RawTest, RawAsksTheFunctionOfTheDeviceKind) {
     const char* function;
   } rows[] = {{"gpu", "TesselCmd"}, {"korswitch", "TesselCmdKorswitch"}, {"fpga", "TesselCmdFpga"}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.device);
     resetLibrary();
     library().outputWords = {0x04030201, 0xFF0A00B0};
     const Outcome outcome = run(rawData, request(row.device));
@@ -90,6 +92,7 @@ TEST_F(RawTest, SyncAsksTheFunctionOfTheDeviceKind) {
               {"korswitch", "TesselSyncCmdKorswitch"},
               {"fpga", "TesselSyncCmdFpga"}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.device);
     resetLibrary();
     library().words[0] = 0x04030201;
     library().words[1] = 0;
@@ -109,6 +112,7 @@ TEST_F(RawTest, AsyncAsksTheFunctionOfTheDeviceKind) {
     const char* function;
   } rows[] = {{"gpu", "TesselAsyncCmdGpu"}, {"korswitch", "TesselAsyncCmdKorswitch"}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.device);
     resetLibrary();
     library().words[0] = 1;
     library().words[1] = 2;
@@ -175,7 +179,9 @@ const Limit kLimits[] = {
 
 TEST_F(RawTest, WithTooFewWordsNothingIsStarted) {
   for (const Limit& limit : kLimits) {
+    SCOPED_TRACE(limit.usage);
     for (std::size_t count = 0; count < limit.wordsNeeded; ++count) {
+      SCOPED_TRACE(count);
       resetLibrary();
       Words words(count, "1");
       if (count > 0) words[0] = "gpu";
@@ -193,7 +199,9 @@ TEST_F(RawTest, WithTooFewWordsNothingIsStarted) {
 
 TEST_F(RawTest, AnyOtherDeviceIsRefusedBeforeTheStart) {
   for (const Limit& limit : kLimits) {
+    SCOPED_TRACE(limit.usage);
     for (const char* device : {"baseboard", "0", "", "GPU", "all", "hsc", "-1"}) {
+      SCOPED_TRACE(device);
       const Outcome outcome = run(limit.handler, request(device));
       EXPECT_EQ(outcome.result, -1);
       EXPECT_EQ(outcome.output, "Unknown device [" + std::string(device) +
@@ -216,7 +224,9 @@ TEST_F(RawTest, TheDeviceIsJudgedBeforeTheNumbers) {
 
 TEST_F(RawTest, ABadNumberEndsTheCommandBeforeTheStart) {
   for (const Limit& limit : kLimits) {
+    SCOPED_TRACE(limit.usage);
     for (std::size_t position = 1; position < 13; ++position) {
+      SCOPED_TRACE(position);
       Words words(13, "1");
       words[0] = "gpu";
       words[position] = "zz";
@@ -243,11 +253,8 @@ TEST_F(RawTest, AFailedRawStillPrintsWhatTheLibraryLeft) {
 }
 
 TEST_F(RawTest, AFailedSyncOrAsyncPrintsOnlyItsCode) {
-  const struct {
-    int code;
-    const char* text;
-  } rows[] = {{31, "1f"}, {-1, "ffffffff"}, {INT32_MIN, "80000000"}, {INT32_MAX, "7fffffff"}};
-  for (const auto& row : rows) {
+  for (const CodeText& row : kCodeTexts) {
+    SCOPED_TRACE(row.text);
     library().calls.clear();
     library().outputWords = {1};
     library().postboxResult = row.code;
@@ -273,6 +280,7 @@ TEST_F(RawTest, LogsItsEntryEachDataByteAndEachGroupOfTheReply) {
               {rawSyncCmdData, "rawSyncCmdData", request("gpu"), 8 + 3},
               {rawAsyncCmdData, "rawAsyncCmdData", asyncRequest("gpu", {"1", "2"}), 2 + 3}};
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     openLog("4");
     run(row.handler, row.words);
     const std::vector<std::string> lines = logLines();
@@ -282,6 +290,7 @@ TEST_F(RawTest, LogsItsEntryEachDataByteAndEachGroupOfTheReply) {
                                               std::string(row.name) + R"(\]: Entry\(\)\.)")))
         << lines[0];
     for (std::size_t i = 1; i < lines.size(); ++i) {
+      SCOPED_TRACE(i);
       EXPECT_EQ(lines[i], "D[N10value_type9ValueTypeE][onChange]: ValueType");
     }
     logger.output.close();

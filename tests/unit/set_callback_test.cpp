@@ -7,6 +7,7 @@
 #include "catalogue/api_property_map.h"
 #include "cli/handlers.h"
 #include "devmgr/data_info.h"
+#include "tests/support/output_forms.h"
 #include "tests/unit/command_test.h"
 
 namespace boardctl {
@@ -60,6 +61,7 @@ TEST_F(SetCallbackTest, AnUnknownNameIsRefusedAfterTheStartAndTheManagerLeftRunn
   startupWaitMs = 6000;
   for (const char* name : {"", "gpugetvendoridv2", "GPUGetVendorId", "GPUGetVendorIdV2 ",
                            "BaseboardGetPowerCapV2", "gpu.pcie.vendorId"}) {
+    SCOPED_TRACE(name);
     library().calls.clear();
     const Outcome outcome = run(registerCallbackApi, {"0", name});
     EXPECT_EQ(outcome.result, -1);
@@ -69,11 +71,8 @@ TEST_F(SetCallbackTest, AnUnknownNameIsRefusedAfterTheStartAndTheManagerLeftRunn
 }
 
 TEST_F(SetCallbackTest, AFailedRegistrationIsReportedInTextOnly) {
-  const struct {
-    int code;
-    const char* text;
-  } rows[] = {{31, "1f"}, {-1, "ffffffff"}, {INT32_MIN, "80000000"}, {INT32_MAX, "7fffffff"}};
-  for (const auto& row : rows) {
+  for (const CodeText& row : kCodeTexts) {
+    SCOPED_TRACE(row.text);
     library().calls.clear();
     library().registerResult = row.code;
     const Outcome outcome = run(registerCallbackApi, {"0", kApi});
@@ -86,6 +85,7 @@ TEST_F(SetCallbackTest, AFailedRegistrationIsReportedInTextOnly) {
 
 TEST_F(SetCallbackTest, WithTooFewWordsNothingIsStarted) {
   for (const Words& words : {Words{}, Words{"0"}, Words{"x"}}) {
+    SCOPED_TRACE(testing::PrintToString(words));
     const Outcome outcome = run(registerCallbackApi, words);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.output, "Missing params!\n <devId> <apiName>\n");
@@ -108,6 +108,7 @@ TEST_F(SetCallbackTest, TakesEveryNameOfTheCatalogueAndNoneInAnotherCase) {
   shellActive = true;
   for (std::size_t i = 0; i < PropertyCatalogue::ApiPropertyMap.size(); ++i) {
     std::string name(PropertyCatalogue::ApiPropertyMap.entry(i).apiName);
+    SCOPED_TRACE(name);
     EXPECT_EQ(run(registerCallbackApi, {"0", name}).output, "Callback API Registered.\n") << name;
     EXPECT_EQ(library().calls, Calls{registration(0, name)});
     library().calls.clear();

@@ -122,6 +122,7 @@ TEST_F(ShellTest, TheFlagIsSetWhileTheManagerStartsAndUntilItHasStopped) {
 
 TEST_F(ShellTest, AFailedInitEndsItAndLeavesTheFlagSet) {
   for (const int code : {42, -1, INT32_MIN, INT32_MAX}) {
+    SCOPED_TRACE(code);
     shellActive = false;
     library().calls.clear();
     library().initResult = code;

@@ -10,7 +10,9 @@ class SnapshotTest : public CommandTest {};
 
 TEST_F(SnapshotTest, PrintsWhetherARefreshRuns) {
   for (const bool running : {true, false}) {
+    SCOPED_TRACE(running);
     for (const bool inShell : {true, false}) {
+      SCOPED_TRACE(inShell);
       resetLibrary();
       shellActive = inShell;
       library().refreshRunning = running;
@@ -45,6 +47,7 @@ TEST_F(SnapshotTest, WithoutAWordPrintsTheHint) {
 
 TEST_F(SnapshotTest, AnyOtherWordPrintsNothing) {
   for (const char* word : {"", "refresh", "Refresh_status", "refresh_status "}) {
+    SCOPED_TRACE(word);
     const Outcome outcome = run(snapshotData, {word});
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(outcome.output, "");

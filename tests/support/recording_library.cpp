@@ -1,4 +1,4 @@
-#include "tests/unit/recording_library.h"
+#include "tests/support/recording_library.h"
 
 #include <poll.h>
 #include <time.h>
@@ -10,8 +10,8 @@
 
 #include "devmgr/logger.h"
 #include "devmgr/manager.h"
-#include "devmgr/postbox.h"
 #include "devmgr/properties.h"
+#include "tests/support/default_library.h"
 
 namespace {
 
@@ -46,6 +46,20 @@ bool zeroed(const char* buffer, int size) {
   return buffer[0] == 0 && std::memcmp(buffer, buffer + 1, static_cast<std::size_t>(size) - 1) == 0;
 }
 
+}  // namespace
+
+RecordingLibrary& library() {
+  static RecordingLibrary instance;
+  return instance;
+}
+
+void resetLibrary() {
+  library() = RecordingLibrary();
+  logger.output.close();
+  logger.output.clear();
+  logger.levelText.clear();
+}
+
 int postboxList(const char* name, int deviceId, unsigned char opcode, unsigned char arg1,
                 unsigned char arg2, const std::vector<unsigned int>& input,
                 std::vector<unsigned int>& output, bool flag) {
@@ -74,24 +88,6 @@ int postboxAsync(const char* name, int deviceId, unsigned char request,
   *output2 = library().words[1];
   output = library().outputWords;
   return library().postboxResult;
-}
-
-}  // namespace
-
-Logger logger;
-
-data_info::DataInfo::DataInfo(const DataInfo& other) = default;
-
-RecordingLibrary& library() {
-  static RecordingLibrary instance;
-  return instance;
-}
-
-void resetLibrary() {
-  library() = RecordingLibrary();
-  logger.output.close();
-  logger.output.clear();
-  logger.levelText.clear();
 }
 
 extern "C" {
@@ -160,36 +156,6 @@ int SnapShotRefreshStatus(bool* running) {
   *running = library().refreshRunning;
   return 1;
 }
-
-#define LIST_FUNCTION(NAME)                                                                        \
-  int NAME(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,             \
-           const std::vector<unsigned int>& input, std::vector<unsigned int>& output, bool flag) { \
-    return postboxList(#NAME, deviceId, opcode, arg1, arg2, input, output, flag);                  \
-  }
-LIST_FUNCTION(TesselCmd)
-LIST_FUNCTION(TesselCmdKorswitch)
-LIST_FUNCTION(TesselCmdFpga)
-
-#define SYNC_FUNCTION(NAME)                                                                       \
-  int NAME(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,            \
-           unsigned int data, unsigned int extendedData, unsigned int* output1,                   \
-           unsigned int* output2, unsigned int* output3, bool flag) {                             \
-    return postboxSync(#NAME, deviceId, opcode, arg1, arg2, data, extendedData, output1, output2, \
-                       output3, flag);                                                            \
-  }
-SYNC_FUNCTION(TesselSyncCmdGpu)
-SYNC_FUNCTION(TesselSyncCmdKorswitch)
-SYNC_FUNCTION(TesselSyncCmdFpga)
-
-#define ASYNC_FUNCTION(NAME)                                                                   \
-  int NAME(int deviceId, unsigned char request, const std::vector<unsigned int>& input,        \
-           unsigned int* output1, unsigned int* output2, std::vector<unsigned int>& output,    \
-           unsigned int outputSize, bool flag) {                                               \
-    return postboxAsync(#NAME, deviceId, request, input, output1, output2, output, outputSize, \
-                        flag);                                                                 \
-  }
-ASYNC_FUNCTION(TesselAsyncCmdGpu)
-ASYNC_FUNCTION(TesselAsyncCmdKorswitch)
 
 int DeviceSetCallbackUpdateData(int deviceId, const std::string& apiName,
                                 const UpdateCallback& callback, int reserved0,
