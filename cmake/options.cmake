@@ -12,9 +12,7 @@ if(BOARDCTL_SANITIZER)
   add_link_options(${sanitize})
 endif()
 
-# What every target of the project compiles with. A target with the property BOARDCTL_TEST_CODE is
-# quick to compile rather than quick to run: half the time of a build would go into optimised tests.
-set(test_code $<BOOL:$<TARGET_PROPERTY:BOARDCTL_TEST_CODE>>)
+# What every target of the project compiles with.
 add_library(boardctl_options INTERFACE)
 target_compile_options(boardctl_options INTERFACE
   # Full position independence in the executable as well: data of the device library is then
@@ -46,9 +44,8 @@ if(NOT BOARDCTL_SANITIZER)
     endif()
   endforeach()
   target_compile_options(boardctl_options INTERFACE
-    $<$<NOT:$<OR:$<CONFIG:Debug>,${test_code}>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
-target_compile_options(boardctl_options INTERFACE $<${test_code}:-O0 -g1>)
 target_link_options(boardctl_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 
 # Code and data that nobody uses do not reach the controller.

@@ -26,7 +26,9 @@ once = pytest.mark.skipif(SANITIZED or bool(EMULATOR), reason="once is enough, i
 
 def ours(pattern):
     """The files of that name in the tree, without what was built."""
-    folders = (path for path in ROOT.iterdir() if path.is_dir() and path.name not in {"build", "out"})
+    folders = (
+        path for path in ROOT.iterdir() if path.is_dir() and path.name not in {"build", "out"}
+    )
     files = [path for folder in folders for path in folder.rglob(pattern)]
     assert files
     return files

@@ -17,7 +17,14 @@ PROGRAM = [*shlex.split(os.environ.get("BOARDCTL_EMULATOR", "")), os.environ["BO
 def session(folder):
     """What a session prints, and the journal without the line that names the files."""
     done = subprocess.run(
-        [*PROGRAM, "-m", ROOT / "examples/oob_manifest.json", "-p", GOLDEN / "profile.json", "shell"],
+        [
+            *PROGRAM,
+            "-m",
+            ROOT / "examples/oob_manifest.json",
+            "-p",
+            GOLDEN / "profile.json",
+            "shell",
+        ],
         cwd=folder,
         stdin=(GOLDEN / "session.in").open(),
         capture_output=True,

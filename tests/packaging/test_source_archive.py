@@ -14,7 +14,13 @@ pytestmark = pytest.mark.skipif(
 
 
 def make_archive(folder, **environment):
-    run("scripts/source-archive", str(folder), "WORKTREE", cwd=ROOT, env={**os.environ, **environment})
+    run(
+        "scripts/source-archive",
+        str(folder),
+        "WORKTREE",
+        cwd=ROOT,
+        env={**os.environ, **environment},
+    )
     (archive,) = folder.iterdir()
     return archive
 
@@ -53,7 +59,9 @@ def test_it_holds_what_the_repository_holds(archive):
     with tarfile.open(archive) as files:
         names = {member.name.partition("/")[2] for member in files if not member.isdir()}
     tracked = ["git", "ls-files", "--cached", "--others", "--exclude-standard"]
-    assert names == {name for name in run(*tracked, cwd=ROOT).splitlines() if (ROOT / name).exists()}
+    assert names == {
+        name for name in run(*tracked, cwd=ROOT).splitlines() if (ROOT / name).exists()
+    }
 
 
 def installed(build, prefix):

@@ -35,7 +35,12 @@ def library_codes(kind, files):
     for file in files:
         lines += [str(file) if kind == other else "" for other in KINDS]
     done = subprocess.run(
-        PROBE, input="\n".join(lines) + "\n", capture_output=True, text=True, timeout=120, check=True
+        PROBE,
+        input="\n".join(lines) + "\n",
+        capture_output=True,
+        text=True,
+        timeout=120,
+        check=True,
     )
     return [int(code) for code in done.stdout.split()], done.stderr
 
@@ -43,7 +48,13 @@ def library_codes(kind, files):
 def places(value, path=()):
     """All values inside a document, each with the way to it."""
     yield path, value
-    items = value.items() if isinstance(value, dict) else enumerate(value) if isinstance(value, list) else ()
+    items = (
+        value.items()
+        if isinstance(value, dict)
+        else enumerate(value)
+        if isinstance(value, list)
+        else ()
+    )
     for key, item in items:
         yield from places(item, path + (key,))
 
@@ -86,7 +97,9 @@ def test_examples_are_accepted_by_both(path):
     assert (codes, said) == ([expected], "")
 
 
-@pytest.mark.parametrize("path", [p for p in EXAMPLES if p.name != "oob_properties.json"], ids=lambda p: p.name)
+@pytest.mark.parametrize(
+    "path", [p for p in EXAMPLES if p.name != "oob_properties.json"], ids=lambda p: p.name
+)
 def test_mutants_are_refused_by_both(path, tmp_path):
     kind = kind_of(path)
     document = json.loads(path.read_text())
@@ -98,7 +111,9 @@ def test_mutants_are_refused_by_both(path, tmp_path):
         names.append((name, VALIDATORS[kind].is_valid(mutant)))
     codes, said = library_codes(kind, files)
     assert len(codes) == len(files) > 5
-    disagreements = [name for (name, valid), code in zip(names, codes) if valid != (code in (0, 23))]
+    disagreements = [
+        name for (name, valid), code in zip(names, codes) if valid != (code in (0, 23))
+    ]
     assert disagreements == []
     refusals = [line for line in said.splitlines()]
     assert len(refusals) == sum(code == 14 for code in codes), "one line for each refusal"

@@ -21,4 +21,6 @@ def pytest_runtest_makereport(item, call):
     error = call.excinfo and call.excinfo.value
     if isinstance(error, FileNotFoundError) and (package := package_of(str(error.filename))):
         report = outcome.get_result()
-        report.longrepr = f"{item.nodeid}: {error.filename} is missing: install the package {package}"
+        report.longrepr = (
+            f"{item.nodeid}: {error.filename} is missing: install the package {package}"
+        )
