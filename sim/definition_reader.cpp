@@ -13,10 +13,11 @@ constexpr std::uint64_t kMaxWalkSpan = 100'000'000 * kUnit;
 constexpr std::int64_t kMaxPeriodMs = 86'400'000;
 constexpr std::int64_t kDefaultWalkPeriodMs = 10'000;
 
-constexpr std::array<std::string_view, 20> kPropertyKeys{
+constexpr std::array<std::string_view, 22> kPropertyKeys{
     "value", "serial",    "first",   "counter", "perSecond", "walk",     "periodMs",
     "sum",   "average",   "highest", "scale",   "offset",    "integral", "page",
-    "of",    "precision", "hex",     "names",   "access",    "range"};
+    "of",    "precision", "hex",     "names",   "access",    "range",
+    "unit",  "device"};
 
 /// Reads the model of a value; `format` starts as the literals suggest.
 using ModelReader = Model (*)(const NameTable&, const Node& object, const Node& member, Format&);
@@ -43,13 +44,14 @@ Model readConstant(const NameTable& /*names*/, const Node& /*object*/, const Nod
 
 Model readSerial(const NameTable& /*names*/, const Node& object, const Node& member,
                  Format& format) {
-  const std::string& pattern = textOf(member);
+  const std::string_view pattern = textOf(member);
   const std::size_t begin = pattern.find('#');
-  if (begin == std::string::npos) member.refuse("a serial needs a run of '#' for its number");
+  if (begin == std::string_view::npos) member.refuse("a serial needs a run of '#' for its number");
   const std::size_t end = std::min(pattern.find_first_not_of('#', begin), pattern.size());
-  if (pattern.find('#', end) != std::string::npos) member.refuse("a serial has one run of '#'");
+  if (pattern.find('#', end) != std::string_view::npos) member.refuse("a serial has one run of '#'");
   format.shape = Shape::text;
-  Serial serial{pattern.substr(0, begin), end - begin, pattern.substr(end), 0};
+  Serial serial{std::string(pattern.substr(0, begin)), end - begin,
+                std::string(pattern.substr(end)), 0};
   if (const Node* first = object.find("first")) serial.first = wholeOf(*first, 0, kMaxWhole);
   return serial;
 }
@@ -182,7 +184,7 @@ void readFormat(const Node& object, Format& format) {
     format.shape = Shape::hex;
   } else {
     if (require(*names, JsonType::array).items.empty()) names->refuse("no name is given");
-    for (const Node& name : names->items) format.names.push_back(textOf(name));
+    for (const Node& name : names->items) format.names.emplace_back(textOf(name));
     format.shape = Shape::enumeration;
   }
 }
@@ -246,11 +248,7 @@ Definition readEntry(const NameTable& names, const Node& node) {
 
 void readProperty(const NameTable& names, Property& property, const Node& node) {
   const bool plain = node.type != JsonType::object;
-  if (!plain) {
-    std::vector<std::string_view> known(kPropertyKeys.begin(), kPropertyKeys.end());
-    known.insert(known.end(), {"unit", "device"});
-    requireObject(node, known);
-  }
+  if (!plain) requireObject(node, kPropertyKeys);
   property.definition = readDefinition(names, node);
   const Node* access = plain ? nullptr : node.find("access");
   if (access != nullptr) readAccess(property, *access);
