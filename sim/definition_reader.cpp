@@ -14,10 +14,9 @@ constexpr std::int64_t kMaxPeriodMs = 86'400'000;
 constexpr std::int64_t kDefaultWalkPeriodMs = 10'000;
 
 constexpr std::array<std::string_view, 22> kPropertyKeys{
-    "value", "serial",    "first",   "counter", "perSecond", "walk",     "periodMs",
-    "sum",   "average",   "highest", "scale",   "offset",    "integral", "page",
-    "of",    "precision", "hex",     "names",   "access",    "range",
-    "unit",  "device"};
+    "value",   "serial",  "first",  "counter", "perSecond", "walk",  "periodMs", "sum",
+    "average", "highest", "scale",  "offset",  "integral",  "page",  "of",       "precision",
+    "hex",     "names",   "access", "range",   "unit",      "device"};
 
 /// Reads the model of a value; `format` starts as the literals suggest.
 using ModelReader = Model (*)(const NameTable&, const Node& object, const Node& member, Format&);
@@ -48,7 +47,8 @@ Model readSerial(const NameTable& /*names*/, const Node& object, const Node& mem
   const std::size_t begin = pattern.find('#');
   if (begin == std::string_view::npos) member.refuse("a serial needs a run of '#' for its number");
   const std::size_t end = std::min(pattern.find_first_not_of('#', begin), pattern.size());
-  if (pattern.find('#', end) != std::string_view::npos) member.refuse("a serial has one run of '#'");
+  if (pattern.find('#', end) != std::string_view::npos)
+    member.refuse("a serial has one run of '#'");
   format.shape = Shape::text;
   Serial serial{std::string(pattern.substr(0, begin)), end - begin,
                 std::string(pattern.substr(end)), 0};
@@ -142,26 +142,33 @@ constexpr std::array<std::string_view, 6> kOptions{"first", "perSecond", "period
                                                    "scale", "offset",    "of"};
 
 const ModelRow& chooseModel(const Node& object) {
+  std::array<bool, kModels.size()> given{};
+  std::array<const Node*, kOptions.size()> options{};
+  for (const Node& member : object.items) {
+    const auto model = std::ranges::find(kModels, member.key, &ModelRow::key);
+    if (model != kModels.end()) given[static_cast<std::size_t>(model - kModels.begin())] = true;
+    const auto option = std::ranges::find(kOptions, member.key);
+    if (option == kOptions.end()) continue;
+    options[static_cast<std::size_t>(option - kOptions.begin())] = &member;
+  }
   const ModelRow* chosen = nullptr;
-  for (const ModelRow& row : kModels) {
-    if (object.find(row.key) == nullptr) continue;
+  for (std::size_t i = 0; i < kModels.size(); ++i) {
+    if (!given[i]) continue;
     if (chosen != nullptr) {
-      object.refuse("'" + std::string(chosen->key) + "' and '" + std::string(row.key) +
+      object.refuse("'" + std::string(chosen->key) + "' and '" + std::string(kModels[i].key) +
                     "' exclude each other");
     }
-    chosen = &row;
+    chosen = &kModels[i];
   }
   if (chosen == nullptr) {
     object.refuse(
         "one of value, serial, counter, walk, sum, average, highest, integral, page is "
         "missing");
   }
-  for (const std::string_view option : kOptions) {
-    if (std::ranges::count(chosen->options, option) != 0) continue;
-    if (const Node* misplaced = object.find(option)) {
-      misplaced->refuse("'" + std::string(option) + "' does not go with '" +
-                        std::string(chosen->key) + "'");
-    }
+  for (const Node* option : options) {
+    if (option == nullptr || std::ranges::count(chosen->options, option->key) != 0) continue;
+    option->refuse("'" + std::string(option->key) + "' does not go with '" +
+                   std::string(chosen->key) + "'");
   }
   return *chosen;
 }

@@ -157,7 +157,7 @@ class TreeBuilder {
   /// An array or object whose end is still to come; what it holds so far follows it in `nodes_`.
   struct Open {
     std::size_t node;
-    std::unordered_set<std::string_view> names;  ///< Of the members, when they are many.
+    std::pmr::unordered_set<std::string_view> names;  ///< Of the members, when they are many.
   };
 
   /// Where the token that was read last begins; the parser may have read one character beyond it.
@@ -197,15 +197,15 @@ class TreeBuilder {
   bool open(JsonType type) {
     const Node& node = add(type);
     if (open_.size() == kMaxDepth) refuse(node, "nested too deeply");
-    open_.push_back({nodes_.size() - 1, {}});
+    open_.push_back(
+        {nodes_.size() - 1, std::pmr::unordered_set<std::string_view>(&source_.memory)});
     return true;
   }
 
   bool close() {
     const std::size_t first = open_.back().node + 1;
     const std::size_t count = nodes_.size() - first;
-    auto* items =
-        static_cast<Node*>(source_.memory.allocate(count * sizeof(Node), alignof(Node)));
+    auto* items = static_cast<Node*>(source_.memory.allocate(count * sizeof(Node), alignof(Node)));
     std::uninitialized_copy_n(nodes_.begin() + static_cast<std::ptrdiff_t>(first), count, items);
     nodes_.resize(first);
     nodes_.back().items = {items, count};
@@ -219,7 +219,8 @@ class TreeBuilder {
     constexpr std::size_t kMany = 16;
     auto& [object, names] = open_.back();
     const auto members = std::span(nodes_).subspan(object + 1);
-    if (members.size() < kMany) return std::ranges::find(members, name, &Node::key) != members.end();
+    if (members.size() < kMany)
+      return std::ranges::find(members, name, &Node::key) != members.end();
     if (names.empty()) {
       for (const Node& member : members) names.insert(member.key);
     }
@@ -272,8 +273,7 @@ std::string readFile(const std::string& file) {
   std::size_t length = 0;
   for (std::int64_t room = std::max<std::int64_t>(about.st_size + 1, kLeast);;) {
     content.resize(static_cast<std::size_t>(std::min<std::int64_t>(room, kMaxBytes + 1)));
-    const ssize_t count =
-        read(opened.number, content.data() + length, content.size() - length);
+    const ssize_t count = read(opened.number, content.data() + length, content.size() - length);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) refuse(std::string("cannot be read: ") + std::strerror(errno));
     if (count == 0) break;

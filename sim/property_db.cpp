@@ -33,7 +33,8 @@ void PropertyDb::refuseName(const Node& name) const {
   std::vector<std::string_view> names;
   names.reserve(properties_.size());
   for (const Property& property : properties_) names.emplace_back(property.name);
-  name.refuse("no property is named '" + std::string(name.text) + "'" + suggestion(name.text, names));
+  name.refuse("no property is named '" + std::string(name.text) + "'" +
+              suggestion(name.text, names));
 }
 
 /// Fills a database in three passes: names, then behaviours (which may name any property), then the
