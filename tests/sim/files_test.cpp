@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "sim/builtin.h"
 #include "sim/property_db.h"
@@ -80,6 +83,39 @@ TEST(Json, AFileThatCannotBeReadIsNamed) {
   EXPECT_EQ(refusal([] { readJsonFile("/nowhere/x.json"); }),
             "/nowhere/x.json: cannot be opened: No such file or directory");
   EXPECT_EQ(refusal([] { readJsonFile("/"); }), "/: cannot be read: Is a directory");
+}
+
+TEST(Json, ATwinIsFoundAmongManyMembers) {
+  for (const int members : {1, 15, 16, 17, 18, 4096}) {
+    for (const int twin : {0, members / 2, members - 1}) {
+      std::string text = "{";
+      for (int i = 0; i < members; ++i) text += "\"m" + std::to_string(i) + "\": {},\n";
+      const std::string name = 'm' + std::to_string(twin);
+      EXPECT_EQ(
+          jsonRefusal(text + '"' + name + "\": {}}"),
+          "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": the key is given twice");
+    }
+  }
+}
+
+TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string text = '"' + std::string(10'000, 'x') + '"';
+  ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  close(ends[1]);
+  EXPECT_EQ(readJsonFile("/dev/fd/" + std::to_string(ends[0])).text.size(), 10'000U);
+  close(ends[0]);
+  EXPECT_TRUE(refusal([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
+}
+
+TEST(Json, AFileHoldsFourMebibytesAtMost) {
+  const std::string file = testing::TempDir() + "limit.json";
+  std::ofstream(file) << std::string((4U << 20U) - 1, ' ') << '1';
+  EXPECT_EQ(readJsonFile(file).text, "1");
+  std::ofstream(file, std::ios::app) << ' ';
+  EXPECT_EQ(refusal([&] { readJsonFile(file); }), file + ": larger than 4 MiB");
+  unlink(file.c_str());
 }
 
 TEST(Manifest, RefusalsNameThePlaceAndTheReason) {
