@@ -4,7 +4,7 @@
 
 /// The simulated board's profile, on the built-in manifest and properties.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const sim::Node builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
+  static const sim::Document builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
   static const sim::Topology board =
       sim::readTopology(sim::parseJson(sim::kBuiltinManifest, "builtin"));
   static const sim::PropertyDb properties = sim::readProperties(builtin, board, builtin);

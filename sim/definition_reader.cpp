@@ -13,10 +13,10 @@ constexpr std::uint64_t kMaxWalkSpan = 100'000'000 * kUnit;
 constexpr std::int64_t kMaxPeriodMs = 86'400'000;
 constexpr std::int64_t kDefaultWalkPeriodMs = 10'000;
 
-constexpr std::array<std::string_view, 20> kPropertyKeys{
-    "value", "serial",    "first",   "counter", "perSecond", "walk",     "periodMs",
-    "sum",   "average",   "highest", "scale",   "offset",    "integral", "page",
-    "of",    "precision", "hex",     "names",   "access",    "range"};
+constexpr std::array<std::string_view, 22> kPropertyKeys{
+    "value",   "serial",  "first",  "counter", "perSecond", "walk",  "periodMs", "sum",
+    "average", "highest", "scale",  "offset",  "integral",  "page",  "of",       "precision",
+    "hex",     "names",   "access", "range",   "unit",      "device"};
 
 /// Reads the model of a value; `format` starts as the literals suggest.
 using ModelReader = Model (*)(const NameTable&, const Node& object, const Node& member, Format&);
@@ -43,13 +43,15 @@ Model readConstant(const NameTable& /*names*/, const Node& /*object*/, const Nod
 
 Model readSerial(const NameTable& /*names*/, const Node& object, const Node& member,
                  Format& format) {
-  const std::string& pattern = textOf(member);
+  const std::string_view pattern = textOf(member);
   const std::size_t begin = pattern.find('#');
-  if (begin == std::string::npos) member.refuse("a serial needs a run of '#' for its number");
+  if (begin == std::string_view::npos) member.refuse("a serial needs a run of '#' for its number");
   const std::size_t end = std::min(pattern.find_first_not_of('#', begin), pattern.size());
-  if (pattern.find('#', end) != std::string::npos) member.refuse("a serial has one run of '#'");
+  if (pattern.find('#', end) != std::string_view::npos)
+    member.refuse("a serial has one run of '#'");
   format.shape = Shape::text;
-  Serial serial{pattern.substr(0, begin), end - begin, pattern.substr(end), 0};
+  Serial serial{std::string(pattern.substr(0, begin)), end - begin,
+                std::string(pattern.substr(end)), 0};
   if (const Node* first = object.find("first")) serial.first = wholeOf(*first, 0, kMaxWhole);
   return serial;
 }
@@ -140,26 +142,33 @@ constexpr std::array<std::string_view, 6> kOptions{"first", "perSecond", "period
                                                    "scale", "offset",    "of"};
 
 const ModelRow& chooseModel(const Node& object) {
+  std::array<bool, kModels.size()> given{};
+  std::array<const Node*, kOptions.size()> options{};
+  for (const Node& member : object.items) {
+    const auto model = std::ranges::find(kModels, member.key, &ModelRow::key);
+    if (model != kModels.end()) given[static_cast<std::size_t>(model - kModels.begin())] = true;
+    const auto option = std::ranges::find(kOptions, member.key);
+    if (option == kOptions.end()) continue;
+    options[static_cast<std::size_t>(option - kOptions.begin())] = &member;
+  }
   const ModelRow* chosen = nullptr;
-  for (const ModelRow& row : kModels) {
-    if (object.find(row.key) == nullptr) continue;
+  for (std::size_t i = 0; i < kModels.size(); ++i) {
+    if (!given[i]) continue;
     if (chosen != nullptr) {
-      object.refuse("'" + std::string(chosen->key) + "' and '" + std::string(row.key) +
+      object.refuse("'" + std::string(chosen->key) + "' and '" + std::string(kModels[i].key) +
                     "' exclude each other");
     }
-    chosen = &row;
+    chosen = &kModels[i];
   }
   if (chosen == nullptr) {
     object.refuse(
         "one of value, serial, counter, walk, sum, average, highest, integral, page is "
         "missing");
   }
-  for (const std::string_view option : kOptions) {
-    if (std::ranges::count(chosen->options, option) != 0) continue;
-    if (const Node* misplaced = object.find(option)) {
-      misplaced->refuse("'" + std::string(option) + "' does not go with '" +
-                        std::string(chosen->key) + "'");
-    }
+  for (const Node* option : options) {
+    if (option == nullptr || std::ranges::count(chosen->options, option->key) != 0) continue;
+    option->refuse("'" + std::string(option->key) + "' does not go with '" +
+                   std::string(chosen->key) + "'");
   }
   return *chosen;
 }
@@ -182,7 +191,7 @@ void readFormat(const Node& object, Format& format) {
     format.shape = Shape::hex;
   } else {
     if (require(*names, JsonType::array).items.empty()) names->refuse("no name is given");
-    for (const Node& name : names->items) format.names.push_back(textOf(name));
+    for (const Node& name : names->items) format.names.emplace_back(textOf(name));
     format.shape = Shape::enumeration;
   }
 }
@@ -246,11 +255,7 @@ Definition readEntry(const NameTable& names, const Node& node) {
 
 void readProperty(const NameTable& names, Property& property, const Node& node) {
   const bool plain = node.type != JsonType::object;
-  if (!plain) {
-    std::vector<std::string_view> known(kPropertyKeys.begin(), kPropertyKeys.end());
-    known.insert(known.end(), {"unit", "device"});
-    requireObject(node, known);
-  }
+  if (!plain) requireObject(node, kPropertyKeys);
   property.definition = readDefinition(names, node);
   const Node* access = plain ? nullptr : node.find("access");
   if (access != nullptr) readAccess(property, *access);

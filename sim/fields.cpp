@@ -47,8 +47,8 @@ const Node& require(const Node& node, JsonType type) {
   return node;
 }
 
-const std::string& textOf(const Node& node) {
-  const std::string& text = require(node, JsonType::string).text;
+std::string_view textOf(const Node& node) {
+  const std::string_view text = require(node, JsonType::string).text;
   if (text.empty()) node.refuse("the text is empty");
   if (text.size() > kMaxText) {
     node.refuse("the text is longer than " + std::to_string(kMaxText) + " bytes");
@@ -60,22 +60,24 @@ const std::string& textOf(const Node& node) {
 }
 
 std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high) {
-  const std::string& text = require(node, JsonType::number).text;
+  const std::string_view text = require(node, JsonType::number).text;
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool whole = end == text.data() + text.size();
-  if (!whole) node.refuse("expected a whole number, found " + text);
+  if (!whole) node.refuse("expected a whole number, found " + std::string(text));
   if (error != std::errc() || value < low || value > high) {
-    node.refuse(text + " is not in " + std::to_string(low) + ".." + std::to_string(high));
+    node.refuse(std::string(text) + " is not in " + std::to_string(low) + ".." +
+                std::to_string(high));
   }
   return value;
 }
 
 Decimal decimalOf(const Node& node) {
-  const std::string& text = require(node, JsonType::number).text;
+  const std::string_view text = require(node, JsonType::number).text;
   const std::optional<Decimal> value = parseDecimal(text);
   if (!value) {
-    node.refuse(text + " is not a plain number of at most 13 digits and 6 more after the point");
+    node.refuse(std::string(text) +
+                " is not a plain number of at most 13 digits and 6 more after the point");
   }
   return *value;
 }
@@ -84,7 +86,7 @@ bool truthOf(const Node& node) { return require(node, JsonType::boolean).truth; 
 
 std::size_t wordOf(const Node& node, std::span<const std::string_view> words,
                    std::string_view what) {
-  const std::string& text = require(node, JsonType::string).text;
+  const std::string_view text = require(node, JsonType::string).text;
   const auto found = std::ranges::find(words, text);
   if (found == words.end()) {
     node.refuse(quote(text) + " is not " + std::string(what) + suggestion(text, words));
@@ -108,10 +110,9 @@ std::string suggestion(std::string_view typed, std::span<const std::string_view>
 
 const Node& requireObject(const Node& node, std::span<const std::string_view> known) {
   require(node, JsonType::object);
-  for (std::size_t i = 0; i < node.keys.size(); ++i) {
-    const std::string& key = node.keys[i];
-    if (std::ranges::find(known, key) == known.end()) {
-      node.items[i].refuse("unknown key " + quote(key) + suggestion(key, known));
+  for (const Node& member : node.items) {
+    if (std::ranges::find(known, member.key) == known.end()) {
+      member.refuse("unknown key " + quote(member.key) + suggestion(member.key, known));
     }
   }
   return node;

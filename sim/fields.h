@@ -18,7 +18,7 @@ namespace sim {
 const Node& require(const Node& node, JsonType type);
 
 /// A string of 1 to 10239 printable characters; `require` alone admits the empty string.
-const std::string& textOf(const Node& node);
+std::string_view textOf(const Node& node);
 
 /// A whole number in [low, high].
 std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high);

@@ -1,43 +1,37 @@
 #include "sim/json_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iterator>
+#include <memory_resource>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
 namespace sim {
+
+/// What the values of one file have in common.
+struct Source {
+  std::string file;  ///< As the operator named it.
+  std::string content;
+  std::pmr::monotonic_buffer_resource memory;  ///< Of the nodes, and of texts with escapes.
+  Node root;
+};
+
 namespace {
 
 constexpr std::size_t kMaxBytes = 4U << 20U;
 constexpr std::size_t kMaxDepth = 32;
 constexpr std::size_t kMaxMembers = 4096;
 
-/// Where the parser stands in the text, and where the token that it reads began.
-struct Cursor {
-  std::size_t line = 1;
-  std::size_t column = 1;
-  std::size_t tokenLine = 1;
-  std::size_t tokenColumn = 1;
-  bool betweenTokens = true;
-
-  void step(char c) {
-    if (betweenTokens && std::strchr(" \t\r\n,:", c) == nullptr) {
-      tokenLine = line;
-      tokenColumn = column;
-      betweenTokens = false;
-    }
-    ++column;
-    if (c == '\n') {
-      ++line;
-      column = 1;
-    }
-  }
-};
-
-/// Feeds the parser and moves the cursor along.
-class CountingIterator {
+/// Feeds the parser from a place that it moves along, shared by all copies.
+class SharedIterator {
  public:
   using iterator_category = std::input_iterator_tag;
   using value_type = char;
@@ -45,22 +39,16 @@ class CountingIterator {
   using pointer = const char*;
   using reference = const char&;
 
-  CountingIterator(const char* at, Cursor* cursor) : at_(at), cursor_(cursor) {}
-  reference operator*() const { return *at_; }
-  CountingIterator& operator++() {
-    cursor_->step(*at_++);
+  explicit SharedIterator(const char** place) : place_(place) {}
+  reference operator*() const { return **place_; }
+  SharedIterator& operator++() {
+    ++*place_;
     return *this;
   }
-  CountingIterator operator++(int) {
-    CountingIterator before = *this;
-    ++*this;
-    return before;
-  }
-  bool operator==(const CountingIterator& other) const { return at_ == other.at_; }
+  bool operator==(const SharedIterator& other) const { return *place_ == *other.place_; }
 
  private:
-  const char* at_;
-  Cursor* cursor_;
+  const char** place_;
 };
 
 std::string escapePointer(std::string_view key) {
@@ -89,10 +77,42 @@ std::string reasonOf(std::string_view message) {
   return std::string(message);
 }
 
+/// Names in files and of files may hold control characters; a message stays one line all the same.
+std::string oneLine(std::string message) {
+  std::ranges::replace_if(
+      message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
+  return message;
+}
+
+/// The JSON pointer of the value that begins at `offset`.
+std::string pointerTo(const Node& root, std::size_t offset) {
+  std::string pointer;
+  for (const Node* node = &root; node->offset != offset;) {
+    const auto next = std::ranges::upper_bound(node->items, offset, {}, &Node::offset) - 1;
+    pointer += '/' + (node->type == JsonType::object ? escapePointer(next->key)
+                                                     : std::to_string(next - node->items.begin()));
+    node = &*next;
+  }
+  return pointer;
+}
+
+[[noreturn]] void refuseAt(const Source& source, std::size_t offset, const std::string& pointer,
+                           const std::string& why) {
+  const auto before = std::string_view(source.content).substr(0, offset);
+  const auto line = std::ranges::count(before, '\n') + 1;
+  const std::size_t column = offset - (before.rfind('\n') + 1) + 1;
+  std::string message =
+      source.file + ':' + std::to_string(line) + ':' + std::to_string(column) + ": ";
+  if (!pointer.empty()) message += pointer + ": ";
+  throw FileError(oneLine(message + why));
+}
+
 /// Builds the tree of nodes from the parser's events.
 class TreeBuilder {
  public:
-  TreeBuilder(std::string file, Cursor& cursor) : file_(std::move(file)), cursor_(cursor) {}
+  /// `reached` is how far the parser has read the source's text.
+  TreeBuilder(Source& source, const char* const& reached)
+      : source_(source), reached_(reached), previous_(reached) {}
 
   bool null() {
     add(JsonType::null);
@@ -102,16 +122,14 @@ class TreeBuilder {
     add(JsonType::boolean).truth = value;
     return true;
   }
-  bool number_integer(std::int64_t value) {
-    return addText(JsonType::number, std::to_string(value));
+  bool number_integer(std::int64_t value) { return addNumber(std::to_string(value)); }
+  bool number_unsigned(std::uint64_t value) { return addNumber(std::to_string(value)); }
+  bool number_float(double /*value*/, const std::string& text) { return addNumber(text); }
+  bool string(std::string& text) {
+    Node& node = add(JsonType::string);
+    node.text = kept(text, node.offset + 1);
+    return true;
   }
-  bool number_unsigned(std::uint64_t value) {
-    return addText(JsonType::number, std::to_string(value));
-  }
-  bool number_float(double /*value*/, const std::string& text) {
-    return addText(JsonType::number, text);
-  }
-  bool string(std::string& text) { return addText(JsonType::string, text); }
   bool binary(std::vector<std::uint8_t>& /*bytes*/) { return false; }
   bool start_object(std::size_t /*size*/) { return open(JsonType::object); }
   bool start_array(std::size_t /*size*/) { return open(JsonType::array); }
@@ -119,85 +137,152 @@ class TreeBuilder {
   bool end_array() { return close(); }
 
   bool key(std::string& name) {
-    Node& object = *open_.back();
-    if (object.find(name) != nullptr) {
-      Node twin = placed(JsonType::string, object.pointer + '/' + escapePointer(name));
-      twin.refuse("the key is given twice");
-    }
-    if (object.keys.size() == kMaxMembers) object.refuse("more than 4096 members");
-    object.keys.push_back(name);
-    cursor_.betweenTokens = true;
+    const std::size_t offset = token();
+    key_ = kept(name, offset + 1);
+    if (isTwin(key_)) refuse(add(JsonType::string, offset), "the key is given twice");
+    const std::size_t object = open_.back().node;
+    if (nodes_.size() - object > kMaxMembers) refuse(nodes_[object], "more than 4096 members");
+    previous_ = reached_;
     return true;
   }
 
   bool parse_error(std::size_t /*byte*/, const std::string& /*token*/,
                    const nlohmann::detail::exception& error) {
-    Node here = placed(JsonType::null, "");
-    if (cursor_.betweenTokens) {
-      here.line = cursor_.line;
-      here.column = cursor_.column;
-    }
-    here.refuse("not JSON: " + reasonOf(error.what()));
+    refuseAt(source_, token(), "", "not JSON: " + reasonOf(error.what()));
   }
 
-  Node takeRoot() { return std::move(root_); }
+  void finish() { source_.root = nodes_.front(); }
 
  private:
-  [[nodiscard]] Node placed(JsonType type, std::string pointer) const {
-    Node node;
+  /// An array or object whose end is still to come; what it holds so far follows it in `nodes_`.
+  struct Open {
+    std::size_t node;
+    std::pmr::unordered_set<std::string_view> names;  ///< Of the members, when they are many.
+  };
+
+  /// Where the token that was read last begins; the parser may have read one character beyond it.
+  [[nodiscard]] std::size_t token() const {
+    const char* const begin = std::find_if_not(previous_, reached_, [](char c) {
+      return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',' || c == ':' || c == '\0';
+    });
+    return static_cast<std::size_t>(begin - source_.content.data());
+  }
+
+  /// A text that stays: the place where the file spells it like that, or a copy.
+  std::string_view kept(std::string_view text, std::size_t offset) {
+    const auto spelled = std::string_view(source_.content).substr(offset, text.size());
+    if (spelled == text) return spelled;
+    auto* copy = static_cast<char*>(source_.memory.allocate(text.size(), 1));
+    std::ranges::copy(text, copy);
+    return {copy, text.size()};
+  }
+
+  Node& add(JsonType type, std::size_t offset) {
+    Node& node = nodes_.emplace_back();
+    node.source = &source_;
+    node.offset = static_cast<std::uint32_t>(offset);
     node.type = type;
-    node.file = file_;
-    node.pointer = std::move(pointer);
-    node.line = cursor_.tokenLine;
-    node.column = cursor_.tokenColumn;
+    node.key = std::exchange(key_, {});
+    previous_ = reached_;
     return node;
   }
+  Node& add(JsonType type) { return add(type, token()); }
 
-  Node& add(JsonType type) {
-    Node* target = &root_;
-    std::string pointer;
-    if (!open_.empty()) {
-      Node& parent = *open_.back();
-      pointer = parent.pointer + '/' +
-                (parent.type == JsonType::object ? escapePointer(parent.keys.back())
-                                                 : std::to_string(parent.items.size()));
-      target = &parent.items.emplace_back();
-    }
-    *target = placed(type, std::move(pointer));
-    cursor_.betweenTokens = true;
-    return *target;
-  }
-
-  bool addText(JsonType type, const std::string& text) {
-    add(type).text = text;
+  bool addNumber(std::string_view text) {
+    Node& node = add(JsonType::number);
+    node.text = kept(text, node.offset);
     return true;
   }
 
-  // A parent's items never grow while one of them is open, so the pointers stay valid.
   bool open(JsonType type) {
-    Node& node = add(type);
-    if (open_.size() == kMaxDepth) node.refuse("nested too deeply");
-    open_.push_back(&node);
+    const Node& node = add(type);
+    if (open_.size() == kMaxDepth) refuse(node, "nested too deeply");
+    open_.push_back(
+        {nodes_.size() - 1, std::pmr::unordered_set<std::string_view>(&source_.memory)});
     return true;
   }
 
   bool close() {
+    const std::size_t first = open_.back().node + 1;
+    const std::size_t count = nodes_.size() - first;
+    auto* items = static_cast<Node*>(source_.memory.allocate(count * sizeof(Node), alignof(Node)));
+    std::uninitialized_copy_n(nodes_.begin() + static_cast<std::ptrdiff_t>(first), count, items);
+    nodes_.resize(first);
+    nodes_.back().items = {items, count};
     open_.pop_back();
-    cursor_.betweenTokens = true;
+    previous_ = reached_;
     return true;
   }
 
-  std::string file_;
-  Cursor& cursor_;
-  Node root_;
-  std::vector<Node*> open_;
+  /// Whether the innermost object has a member of that name; notes the name.
+  bool isTwin(std::string_view name) {
+    constexpr std::size_t kMany = 16;
+    auto& [object, names] = open_.back();
+    const auto members = std::span(nodes_).subspan(object + 1);
+    if (members.size() < kMany)
+      return std::ranges::find(members, name, &Node::key) != members.end();
+    if (names.empty()) {
+      for (const Node& member : members) names.insert(member.key);
+    }
+    return !names.insert(name).second;
+  }
+
+  [[noreturn]] void refuse(const Node& node, const std::string& why) {
+    const std::size_t offset = node.offset;
+    while (!open_.empty()) close();
+    finish();
+    refuseAt(source_, offset, pointerTo(source_.root, offset), why);
+  }
+
+  Source& source_;
+  const char* const& reached_;
+  const char* previous_;  ///< How far the parser had read at the event before.
+  std::string_view key_;  ///< Of the value to come.
+  std::vector<Node> nodes_;
+  std::vector<Open> open_;
 };
 
-/// Names in files and of files may hold control characters; a message stays one line all the same.
-std::string oneLine(std::string message) {
-  std::ranges::replace_if(
-      message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
-  return message;
+Document parse(std::string content, const std::string& file) {
+  const auto source = std::make_shared<Source>();
+  source->file = file;
+  source->content = std::move(content);
+  const char* reached = source->content.data();
+  const char* end = reached + source->content.size();
+  TreeBuilder builder(*source, reached);
+  nlohmann::json::sax_parse(SharedIterator(&reached), SharedIterator(&end), &builder);
+  builder.finish();
+  Document document;
+  static_cast<Node&>(document) = source->root;
+  document.owner = source;
+  return document;
+}
+
+std::string readFile(const std::string& file) {
+  constexpr std::size_t kLeast = 4096;
+  const auto refuse = [&](const std::string& why) { throw FileError(oneLine(file + ": " + why)); };
+  struct Descriptor {
+    int number;
+    ~Descriptor() { close(number); }
+  };
+  const Descriptor opened{open(file.c_str(), O_RDONLY | O_LARGEFILE | O_CLOEXEC)};
+  if (opened.number < 0) refuse(std::string("cannot be opened: ") + std::strerror(errno));
+  // The size is a guess only: pipes have none, some files are said to be empty, and files grow.
+  struct stat about {};
+  fstat(opened.number, &about);
+  std::string content;
+  std::size_t length = 0;
+  for (std::int64_t room = std::max<std::int64_t>(about.st_size + 1, kLeast);;) {
+    content.resize(static_cast<std::size_t>(std::min<std::int64_t>(room, kMaxBytes + 1)));
+    const ssize_t count = read(opened.number, content.data() + length, content.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) refuse(std::string("cannot be read: ") + std::strerror(errno));
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+    if (length > kMaxBytes) refuse("larger than 4 MiB");
+    if (length == content.size()) room *= 2;
+  }
+  content.resize(length);
+  return content;
 }
 
 }  // namespace
@@ -220,36 +305,19 @@ std::string_view describe(JsonType type) {
   return "";
 }
 
-const Node* Node::find(std::string_view key) const {
-  const auto found = std::ranges::find(keys, key);
-  const auto index = static_cast<std::size_t>(found - keys.begin());
-  return index < items.size() ? &items[index] : nullptr;
+const Node* Node::find(std::string_view name) const {
+  const auto found = std::ranges::find(items, name, &Node::key);
+  return type == JsonType::object && found != items.end() ? &*found : nullptr;
 }
 
 void Node::refuse(const std::string& why) const {
-  std::string message = file + ':' + std::to_string(line) + ':' + std::to_string(column) + ": ";
-  if (!pointer.empty()) message += pointer + ": ";
-  throw FileError(oneLine(message + why));
+  refuseAt(*source, offset, pointerTo(source->root, offset), why);
 }
 
-Node parseJson(std::string_view content, const std::string& file) {
-  Cursor cursor;
-  TreeBuilder builder(file, cursor);
-  nlohmann::json::sax_parse(CountingIterator(content.data(), &cursor),
-                            CountingIterator(content.data() + content.size(), &cursor), &builder);
-  return builder.takeRoot();
+Document parseJson(std::string_view content, const std::string& file) {
+  return parse(std::string(content), file);
 }
 
-Node readJsonFile(const std::string& file) {
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw FileError(oneLine(file + ": cannot be opened: " + std::strerror(errno)));
-  std::string content(kMaxBytes + 1, '\0');
-  stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-  if (stream.bad()) throw FileError(oneLine(file + ": cannot be read: " + std::strerror(errno)));
-  content.resize(static_cast<std::size_t>(stream.gcount()));
-  if (content.size() > kMaxBytes) throw FileError(oneLine(file + ": larger than 4 MiB"));
-  return parseJson(content, file);
-}
+Document readJsonFile(const std::string& file) { return parse(readFile(file), file); }
 
 }  // namespace sim

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace sim {
 
@@ -16,35 +17,44 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class JsonType { null, boolean, number, string, array, object };
+enum class JsonType : std::uint8_t { null, boolean, number, string, array, object };
 
 /// The word for a type in messages: "an object", "a number"...
 std::string_view describe(JsonType type);
 
-/// One value of a JSON file together with the place where it stands.
+struct Document;
+struct Source;
+
+/// One value of a JSON file. It is valid as long as the document that it belongs to.
 struct Node {
+  const Source* source = nullptr;
+  std::uint32_t offset = 0;  ///< Where the value begins in the file's text.
   JsonType type = JsonType::null;
   bool truth = false;
-  std::string text;               ///< A string's contents, or a number as it is written.
-  std::vector<Node> items;        ///< Elements of an array, or members of an object in file order.
-  std::vector<std::string> keys;  ///< The names of the members, one for each item.
-  std::size_t line = 0;           ///< From 1.
-  std::size_t column = 0;         ///< From 1, in bytes.
-  std::string file;               ///< As the operator named it.
-  std::string pointer;            ///< "/devices/gpu"; empty for the whole file.
+  std::string_view key;         ///< Its name, when it is a member of an object.
+  std::string_view text;        ///< A string's contents, or a number as it is written.
+  std::span<const Node> items;  ///< Elements of an array, or members of an object in file order.
 
-  /// The member of that name, or null.
-  [[nodiscard]] const Node* find(std::string_view key) const;
+  Node() = default;
+  Node(const Document&) = delete;  ///< It would outlive the document.
+
+  /// The member of that name, or null. Takes time in proportion to the number of members.
+  [[nodiscard]] const Node* find(std::string_view name) const;
 
   /// Throws `FileError` for this place.
   [[noreturn]] void refuse(const std::string& why) const;
 };
 
+/// A whole file: its outermost value, and all that the values below it refer to. Copies share it.
+struct Document : Node {
+  std::shared_ptr<const Source> owner;
+};
+
 /// Parses JSON text. `file` stands in messages only. Refused with `FileError`: malformed text, a
 /// key that occurs twice in one object, more than 4096 keys in one object, nesting deeper than 32.
-Node parseJson(std::string_view content, const std::string& file);
+Document parseJson(std::string_view content, const std::string& file);
 
 /// Reads and parses a file of at most 4 MiB; refused with `FileError` when it cannot be read.
-Node readJsonFile(const std::string& file);
+Document readJsonFile(const std::string& file);
 
 }  // namespace sim

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::array<std::string_view, 3> kClockNames{"real", "scaled", "stepped"};
 
-Node readOr(const std::string& file, std::string_view builtin, const std::string& name) {
+Document readOr(const std::string& file, std::string_view builtin, const std::string& name) {
   return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
 }
 
@@ -22,8 +22,8 @@ Node readOr(const std::string& file, std::string_view builtin, const std::string
 void Manager::load(const std::string& manifest, const std::string& profile,
                    const std::string& properties) {
   Topology topology = readTopology(readOr(manifest, kBuiltinManifest, "(built-in manifest)"));
-  const Node document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
-  Node builtin;
+  const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
+  Document builtin;
   if (document.find("extends") != nullptr) {
     builtin = parseJson(kBuiltinProperties, "(built-in properties)");
   }

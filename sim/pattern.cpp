@@ -27,7 +27,7 @@ bool globMatches(std::string_view pattern, std::string_view text) {
 }
 
 DevicePattern readDevicePattern(const Node& node, const Topology& topology) {
-  const std::string& text = textOf(node);
+  const std::string text(textOf(node));
   if (text == "*") return {};
   if (text.ends_with('*')) {
     const std::string word = text.substr(0, text.size() - 1);
@@ -39,7 +39,7 @@ DevicePattern readDevicePattern(const Node& node, const Topology& topology) {
 }
 
 Device readDevice(const Node& node, const Topology& topology) {
-  const std::string& text = textOf(node);
+  const std::string text(textOf(node));
   const std::optional<Device> device = parseDevice(text);
   if (!device) node.refuse("'" + text + "' names no device; a name reads like 'gpu3'");
   if (!topology.has(*device)) node.refuse("the board has no " + text);

@@ -33,7 +33,8 @@ void PropertyDb::refuseName(const Node& name) const {
   std::vector<std::string_view> names;
   names.reserve(properties_.size());
   for (const Property& property : properties_) names.emplace_back(property.name);
-  name.refuse("no property is named '" + name.text + "'" + suggestion(name.text, names));
+  name.refuse("no property is named '" + std::string(name.text) + "'" +
+              suggestion(name.text, names));
 }
 
 /// Fills a database in three passes: names, then behaviours (which may name any property), then the
@@ -43,15 +44,11 @@ class PropertyReader : public NameTable {
   void collect(const Node& document) {
     requireDocument(document, kFileKeys);
     if (const Node* records = document.find("records")) {
-      require(*records, JsonType::object);
-      for (std::size_t i = 0; i < records->items.size(); ++i) {
-        addRecord(records->keys[i], records->items[i]);
-      }
+      for (const Node& record : require(*records, JsonType::object).items) addRecord(record);
     }
     const Node& properties = require(requireMember(document, "properties"), JsonType::object);
-    for (std::size_t i = 0; i < properties.items.size(); ++i) {
-      addProperty(properties.keys[i], properties.items[i]);
-    }
+    db_.properties_.reserve(db_.properties_.size() + properties.items.size());
+    for (const Node& property : properties.items) addProperty(property);
   }
 
   PropertyDb finish(const Topology& topology) {
@@ -74,18 +71,18 @@ class PropertyReader : public NameTable {
   }
 
   PropertyIndex propertyNamed(const Node& name) const override {
-    const std::string& text = textOf(name);
+    const std::string_view text = textOf(name);
     if (const auto index = db_.find(text)) return *index;
     db_.refuseName(name);
   }
 
   std::size_t recordNamed(const Node& name) const override {
-    const std::string& text = textOf(name);
+    const std::string_view text = textOf(name);
     const auto found = std::ranges::find(db_.records_, text, &Record::name);
     if (found == db_.records_.end()) {
       std::vector<std::string_view> names;
       for (const Record& record : db_.records_) names.emplace_back(record.name);
-      name.refuse("no record is named '" + text + "'" + suggestion(text, names));
+      name.refuse("no record is named '" + std::string(text) + "'" + suggestion(text, names));
     }
     return static_cast<std::size_t>(found - db_.records_.begin());
   }
@@ -101,41 +98,46 @@ class PropertyReader : public NameTable {
 
  private:
   // A later file's entry takes the place of an earlier one of the same name.
-  void addProperty(const std::string& name, const Node& node) {
-    const KindIndex kind = kindOf(name, node);
-    if (const auto known = db_.find(name)) {
-      nodes_[static_cast<std::size_t>(*known)] = &node;
+  void addProperty(const Node& node) {
+    const KindIndex kind = kindOf(node);
+    const auto index = static_cast<PropertyIndex>(db_.properties_.size());
+    const auto [known, isNew] = db_.byName_.try_emplace(std::string(node.key), index);
+    if (!isNew) {
+      nodes_[static_cast<std::size_t>(known->second)] = &node;
       return;
     }
-    db_.byName_.emplace(name, static_cast<PropertyIndex>(db_.properties_.size()));
     Property& property = db_.properties_.emplace_back();
-    property.name = name;
+    property.name = node.key;
     property.kind = kind;
     nodes_.push_back(&node);
   }
 
-  static KindIndex kindOf(const std::string& name, const Node& node) {
+  static KindIndex kindOf(const Node& node) {
     constexpr std::size_t kMaxName = 255;
+    const std::string_view name = node.key;
     if (name.empty() || name.size() > kMaxName) node.refuse("a name has 1 to 255 characters");
     const bool plain = std::ranges::all_of(name, [](char c) { return c > 0x20 && c < 0x7f; });
     if (!plain) node.refuse("a name holds printable characters without blanks");
-    const std::string word = name.substr(0, name.find('.'));
+    const std::string_view word = name.substr(0, name.find('.'));
     const Node* device = node.type == JsonType::object ? node.find("device") : nullptr;
     if (device != nullptr)
       return static_cast<KindIndex>(sim::wordOf(*device, kindWords(), "a device kind"));
     const auto kind = kindOfWord(word);
-    if (!kind) node.refuse("'" + word + "' is not a device kind" + suggestion(word, kindWords()));
+    if (!kind) {
+      node.refuse("'" + std::string(word) + "' is not a device kind" +
+                  suggestion(word, kindWords()));
+    }
     return *kind;
   }
 
-  void addRecord(const std::string& name, const Node& node) {
+  void addRecord(const Node& node) {
     requireObject(node, kRecordKeys);
-    const auto found = std::ranges::find(db_.records_, name, &Record::name);
+    const auto found = std::ranges::find(db_.records_, node.key, &Record::name);
     if (found != db_.records_.end()) {
       recordNodes_[static_cast<std::size_t>(found - db_.records_.begin())] = &node;
       return;
     }
-    db_.records_.emplace_back().name = name;
+    db_.records_.emplace_back().name = node.key;
     recordNodes_.push_back(&node);
   }
 
@@ -143,6 +145,7 @@ class PropertyReader : public NameTable {
     record.entriesPerPage =
         static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
     const Node& entries = require(requireMember(node, "entries"), JsonType::array);
+    record.entries.reserve(entries.items.size());
     for (const Node& entry : entries.items) {
       Definition& definition = record.entries.emplace_back(readEntry(*this, entry));
       if (std::holds_alternative<Page>(definition.model)) entry.refuse("a record holds no pages");
@@ -155,13 +158,13 @@ class PropertyReader : public NameTable {
   }
 
   void applyOverride(const Topology::Override& place) {
-    for (const auto& [name, node] : place.properties) {
-      const auto index = db_.find(name);
+    for (const Node& node : place.properties) {
+      const auto index = db_.find(node.key);
       if (!index || db_.at(*index).kind != place.device.kind) {
-        node->refuse("'" + name + "' is no property of " + nameOf(place.device));
+        node.refuse("'" + std::string(node.key) + "' is no property of " + nameOf(place.device));
       }
       Property& property = db_.properties_[static_cast<std::size_t>(*index)];
-      Definition definition = readEntry(*this, *node);
+      Definition definition = readEntry(*this, node);
       definition.salt = property.definition.salt;
       property.overrides.insert_or_assign(place.device.id, std::move(definition));
     }

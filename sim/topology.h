@@ -1,7 +1,7 @@
 #pragma once
 
 #include <array>
-#include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,12 +19,12 @@ struct Topology {
     Device device;
     bool absent = false;
     /// Property names and the constant values that this device answers instead.
-    std::vector<std::pair<std::string, const Node*>> properties;
+    std::span<const Node> properties;
   };
   std::vector<Override> overrides;
 
-  /// Keeps the nodes alive that the overrides point to.
-  Node document;
+  /// Keeps the nodes alive that the overrides refer to.
+  Document document;
 
   [[nodiscard]] int countOf(KindIndex kind) const { return count[static_cast<std::size_t>(kind)]; }
   [[nodiscard]] bool has(Device device) const {
@@ -33,6 +33,6 @@ struct Topology {
 };
 
 /// Reads a manifest. Throws `FileError`.
-Topology readTopology(Node document);
+Topology readTopology(Document document);
 
 }  // namespace sim

@@ -64,6 +64,9 @@ World::World(PropertyDb properties, Topology topology, std::uint64_t seed)
   for (const Topology::Override& place : topology_.overrides) {
     if (place.absent) setPresent(place.device, std::numeric_limits<Time>::min(), false);
   }
+  // Nothing of the file is needed from here on.
+  topology_.overrides.clear();
+  topology_.document = {};
 }
 
 bool World::presentAt(Device device, Time time) const {

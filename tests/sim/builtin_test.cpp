@@ -11,7 +11,7 @@ namespace sim {
 namespace {
 
 World builtinWorld() {
-  const Node builtin = parseJson(kBuiltinProperties, "p");
+  const Document builtin = parseJson(kBuiltinProperties, "p");
   Topology topology = readTopology(parseJson(kBuiltinManifest, "m"));
   PropertyDb db = readProperties(builtin, topology, builtin);
   return {std::move(db), std::move(topology), 1};

@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "sim/builtin.h"
 #include "sim/property_db.h"
@@ -37,21 +40,20 @@ std::string propertyRefusal(const std::string& definition) {
 }
 
 TEST(Json, EveryValueKnowsItsPlace) {
-  const Node root =
+  const Document root =
       parseJson("{\n  \"a\": [1, -2.50,\n  {\"b/~\":\ttrue}],\n\"c\" : \"x\\ny\" }", "f");
+  const auto place = [](const Node& node) { return refusal([&] { node.refuse("here"); }); };
   const Node& a = *root.find("a");
-  EXPECT_EQ(a.line, 2U);
-  EXPECT_EQ(a.column, 8U);
-  EXPECT_EQ(a.items[0].column, 9U);
-  EXPECT_EQ(a.items[1].column, 12U);
-  EXPECT_EQ(a.items[1].text, "-2.50");
   const Node& b = a.items[2].items[0];
-  EXPECT_EQ(b.pointer, "/a/2/b~1~0");
-  EXPECT_EQ(b.line, 3U);
-  EXPECT_EQ(b.column, 11U);
+  EXPECT_EQ(place(root), "f:1:1: here");
+  EXPECT_EQ(place(a), "f:2:8: /a: here");
+  EXPECT_EQ(place(a.items[0]), "f:2:9: /a/0: here");
+  EXPECT_EQ(place(a.items[1]), "f:2:12: /a/1: here");
+  EXPECT_EQ(place(b), "f:3:11: /a/2/b~1~0: here");
+  EXPECT_EQ(place(*root.find("c")), "f:4:7: /c: here");
+  EXPECT_EQ(a.items[1].text, "-2.50");
+  EXPECT_EQ(root.find("c")->text, "x\ny");
   EXPECT_TRUE(b.truth);
-  EXPECT_EQ(root.find("c")->line, 4U);
-  EXPECT_EQ(root.find("c")->column, 7U);
 }
 
 TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
@@ -82,6 +84,39 @@ TEST(Json, AFileThatCannotBeReadIsNamed) {
   EXPECT_EQ(refusal([] { readJsonFile("/nowhere/x.json"); }),
             "/nowhere/x.json: cannot be opened: No such file or directory");
   EXPECT_EQ(refusal([] { readJsonFile("/"); }), "/: cannot be read: Is a directory");
+}
+
+TEST(Json, ATwinIsFoundAmongManyMembers) {
+  for (const int members : {1, 15, 16, 17, 18, 4096}) {
+    for (const int twin : {0, members / 2, members - 1}) {
+      std::string text = "{";
+      for (int i = 0; i < members; ++i) text += "\"m" + std::to_string(i) + "\": {},\n";
+      const std::string name = 'm' + std::to_string(twin);
+      EXPECT_EQ(
+          jsonRefusal(text + '"' + name + "\": {}}"),
+          "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": the key is given twice");
+    }
+  }
+}
+
+TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string text = '"' + std::string(10'000, 'x') + '"';
+  ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  close(ends[1]);
+  EXPECT_EQ(readJsonFile("/dev/fd/" + std::to_string(ends[0])).text.size(), 10'000U);
+  close(ends[0]);
+  EXPECT_TRUE(refusal([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
+}
+
+TEST(Json, AFileHoldsFourMebibytesAtMost) {
+  const std::string file = testing::TempDir() + "limit.json";
+  std::ofstream(file) << std::string((4U << 20U) - 1, ' ') << '1';
+  EXPECT_EQ(readJsonFile(file).text, "1");
+  std::ofstream(file, std::ios::app) << ' ';
+  EXPECT_EQ(refusal([&] { readJsonFile(file); }), file + ": larger than 4 MiB");
+  unlink(file.c_str());
 }
 
 TEST(Manifest, RefusalsNameThePlaceAndTheReason) {

@@ -9,7 +9,7 @@ namespace {
 
 Profile read(const std::string& text) {
   const Topology board = readTopology(parseJson(kBuiltinManifest, "m"));
-  const Node builtin = parseJson(kBuiltinProperties, "b");
+  const Document builtin = parseJson(kBuiltinProperties, "b");
   const PropertyDb properties = readProperties(builtin, board, builtin);
   return readProfile(parseJson(text, "f"), board, properties);
 }

@@ -10,7 +10,7 @@ World makeWorld(const std::string& properties, std::uint64_t seed = 7,
                 const std::string& overrides = "{}") {
   Topology topology = readTopology(parseJson(
       R"({"board": "b", "devices": {"gpu": 3, "hsc": 2}, "overrides": )" + overrides + "}", "m"));
-  const Node none = parseJson(R"({"properties": {}})", "b");
+  const Document none = parseJson(R"({"properties": {}})", "b");
   PropertyDb db = readProperties(parseJson(properties, "p"), topology, none);
   return {std::move(db), std::move(topology), seed};
 }
