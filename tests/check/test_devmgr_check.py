@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from built_program import ROOT, SIM_LIBRARY, Boardctl
+from limits import HANG
 from test_linkage import declared_names
 
 CHECK = os.environ["BOARDCTL_CHECK"]
@@ -21,7 +22,7 @@ def check(*words):
         env=program.environment(),
         capture_output=True,
         text=True,
-        timeout=120,
+        timeout=HANG,
         check=False,
     )
 

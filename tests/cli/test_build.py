@@ -8,6 +8,7 @@ import subprocess
 
 import pytest
 from built_program import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY, readelf
+from limits import HANG
 
 ROOMS = {
     "devmgr": {"devmgr"},
@@ -99,7 +100,7 @@ def test_a_library_that_is_not_there_is_refused_by_name(tmp_path):
     done = subprocess.run(
         ["cmake", "-S", ROOT, "-B", tmp_path, "-G", "Ninja",
          "-DBOARDCTL_DEVMGR_LIBRARY=/no/such/file"],
-        capture_output=True, text=True, timeout=120, check=False,
+        capture_output=True, text=True, timeout=HANG, check=False,
     )  # fmt: skip
     assert done.returncode != 0
     assert "BOARDCTL_DEVMGR_LIBRARY: there is no /no/such/file" in done.stderr

@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 from built_program import BOARD, STARTING, USAGE
+from limits import HANG
 
 
 def test_help_is_the_golden_text(boardctl):
@@ -89,7 +90,7 @@ def test_the_examples_of_the_usage_run_as_printed(boardctl, line):
         env=boardctl.environment(),
         input=b"quit\n",
         capture_output=True,
-        timeout=60,
+        timeout=HANG,
         check=False,
     )
     expected = {

@@ -6,6 +6,7 @@ import subprocess
 import time
 
 from built_program import ROOT, USAGE
+from limits import HANG
 from terminal import Terminal
 
 GOLDEN = ROOT / "tests/golden"
@@ -52,7 +53,7 @@ def test_prompts_come_without_end_when_input_has_ended(boardctl):
         output += os.read(shell.stdout.fileno(), limit)
     assert shell.poll() is None
     shell.stdout.close()
-    assert shell.wait(timeout=60) == -13  # killed by the broken pipe
+    assert shell.wait(timeout=HANG) == -13  # killed by the broken pipe
     assert output[:limit] == b"> " * (limit // 2)
 
 
@@ -69,7 +70,7 @@ def test_input_that_does_not_wait_is_waited_for(boardctl):
     for piece in (b"snapshot non", b"sense\n", b"quit\n"):
         time.sleep(0.05)
         os.write(writing, piece)
-    assert shell.communicate(timeout=60)[0] == b"> > "
+    assert shell.communicate(timeout=HANG)[0] == b"> > "
     assert shell.returncode == 0
     os.close(writing)
 
@@ -90,5 +91,5 @@ def test_a_session_on_a_terminal(boardctl):
     terminal.type("snapshot refresh_status\n")
     assert terminal.read_until("> ") == "Snapshot Refresh Status: 0\n> "
     terminal.type("quit\n")
-    assert terminal.process.wait(timeout=60) == 0
+    assert terminal.process.wait(timeout=HANG) == 0
     terminal.close()

@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from built_program import ROOT, Boardctl
+from limits import HANG
 
 COOKBOOK = (ROOT / "docs/cookbook.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)\n(.*?)^```$", COOKBOOK, re.M | re.S)
@@ -46,7 +47,7 @@ def test_command(folder, definitions, command, expected):
         env=environment,
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
-        timeout=120,
+        timeout=HANG,
         check=False,
         text=True,
     )

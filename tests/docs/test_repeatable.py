@@ -9,6 +9,8 @@ import pathlib
 import shlex
 import subprocess
 
+from limits import HANG
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 GOLDEN = ROOT / "tests/golden/repeatable"
 PROGRAM = [*shlex.split(os.environ.get("BOARDCTL_EMULATOR", "")), os.environ["BOARDCTL"]]
@@ -28,7 +30,7 @@ def session(folder):
         cwd=folder,
         stdin=(GOLDEN / "session.in").open(),
         capture_output=True,
-        timeout=120,
+        timeout=HANG,
         check=True,
         text=True,
     )

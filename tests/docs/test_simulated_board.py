@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from built_program import ROOT, STAMP, Boardctl
+from limits import HANG
 
 GUIDE = (ROOT / "docs/simulated-board.md").read_text()
 BLOCKS = re.findall(r"^```(\w+)(?: (\S+))?\n(.*?)^```$", GUIDE, re.M | re.S)
@@ -45,7 +46,7 @@ def test_command(folder, files, command, expected):
         env=Boardctl.environment(),
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
-        timeout=60,
+        timeout=HANG,
         check=False,
         text=True,
     )

@@ -3,6 +3,7 @@
 import pytest
 from built_program import STARTING, USAGE
 from conftest import MANIFEST
+from limits import HANG
 
 INIT_RUN = ["GPUManagerInit", "GPUManagerRun"]
 STOP = ["GPUManagerStop"]
@@ -154,7 +155,7 @@ def test_any_text_is_printed_as_it_is_and_never_past_its_buffer(hostile, kind):
 def test_lists_of_any_length_and_names_of_any_size(hostile, names, size):
     hostile.orders = f"names={names};size={size};text=empty"
     words = [f"p{i}".ljust(size, "n") for i in range(names)]
-    run = hostile(*MANIFEST, *GET_ALL, timeout=280)
+    run = hostile(*MANIFEST, *GET_ALL, timeout=HANG)
     assert run.stdout == STARTING + "".join(f"Device[gpu0]({word}) \n" for word in words)
     assert (run.stderr, run.status) == ("", 0)
     assert hostile.calls() == [*INIT_RUN, NAMES, *["DeviceGetData"] * names, *STOP]

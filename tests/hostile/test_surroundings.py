@@ -10,6 +10,7 @@ import time
 import pytest
 from built_program import BOARD, STAMP, STARTING, USAGE
 from conftest import MANIFEST
+from limits import HANG
 
 NO_SPACE = "boardctl: standard output: No space left on device\n"
 CLOSED = "boardctl: standard output: Bad file descriptor\n"
@@ -26,7 +27,7 @@ def start(program, *words, **streams):
 
 
 def finish(process, stdin=None):
-    out, err = process.communicate(stdin, timeout=60)
+    out, err = process.communicate(stdin, timeout=HANG)
     return out, (err or b"").decode(), process.returncode
 
 
@@ -75,7 +76,7 @@ def test_a_broken_pipe_kills_quietly(boardctl):
     shell.stdout.close()
     shell.stdin.write(SESSION * 100)
     shell.stdin.flush()
-    assert shell.wait(timeout=60) == -signal.SIGPIPE
+    assert shell.wait(timeout=HANG) == -signal.SIGPIPE
     assert shell.stderr.read() == b""
 
 
@@ -144,7 +145,7 @@ def read_prompts(shell):
         assert piece, shell.stderr.read()
         got += piece
     shell.stdout.close()
-    assert shell.wait(timeout=60) == -signal.SIGPIPE
+    assert shell.wait(timeout=HANG) == -signal.SIGPIPE
     return got
 
 
@@ -184,7 +185,8 @@ def test_signals_do_not_cut_the_wait_short(hostile):
     hostile.extra = {"LD_PRELOAD": ""}
     began = time.monotonic()
     run = start(hostile, *MANIFEST, "get", "gpu", "0", "x", "0")
-    time.sleep(1)
+    while "GPUManagerRun" not in hostile.calls():
+        time.sleep(0.01)
     for _ in range(10):
         run.send_signal(signal.SIGUSR1)
         time.sleep(0.05)

@@ -6,6 +6,7 @@ import re
 import subprocess
 
 import pytest
+from limits import HANG
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BOARDCTL = os.environ["BOARDCTL"]
@@ -17,7 +18,7 @@ BOARD = ["-m", str(ROOT / "examples/oob_manifest.json")]
 def run(*command, **options):
     """Runs a command that has to succeed and returns what it prints."""
     done = subprocess.run(
-        command, capture_output=True, text=True, timeout=300, check=False, **options
+        command, capture_output=True, text=True, timeout=HANG, check=False, **options
     )
     assert done.returncode == 0, done.stdout + done.stderr
     return done.stdout
@@ -27,7 +28,7 @@ def run(*command, **options):
 def usage():
     """The words before each help text in the usage."""
     command = [BOARDCTL, "-h"]
-    text = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False).stdout
+    text = subprocess.run(command, capture_output=True, text=True, timeout=HANG, check=False).stdout
     table = text[text.index("options & cmds:\n") : text.index("examples:\n")]
     return re.findall(r"(?:^|\n\n)(\S.*)", table.partition("\n")[2])
 

@@ -7,6 +7,7 @@ import subprocess
 import pytest
 import shells
 from conftest import BOARD, BOARDCTL, GENERATED, ROOT
+from limits import HANG
 from terminal import Terminal
 
 ROWS = [line.split() for line in (ROOT / "tests/data/api_properties.txt").read_text().splitlines()]
@@ -53,7 +54,7 @@ def test_levels_are_those_that_are_accepted(shell):
     errors = [
         subprocess.run(
             [BOARDCTL, "-l", str(level), "-m", "missing", "shell"],
-            capture_output=True, text=True, timeout=60, check=False,
+            capture_output=True, text=True, timeout=HANG, check=False,
         ).stderr
         for level in range(10)
     ]  # fmt: skip
@@ -149,7 +150,7 @@ def test_rlwrap_completes_and_remembers(tmp_path):
     answer("set 0 gpu.power.limit.to\t 450\r", "Set done.")
     answer("\x1b[A\x1b[A\r", "Device[gpu0](gpu.power.limit.total) 450")
     wrapped.type("quit\r")
-    assert wrapped.process.wait(timeout=60) == 0
+    assert wrapped.process.wait(timeout=HANG) == 0
     wrapped.close()
     history = next(tmp_path.glob(".*_history")).read_text()
     assert history.splitlines()[-1] == "quit"

@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from conftest import GENERATED, ROOT, run
+from limits import HANG
 
 PAGES = {
     "boardctl(1)": GENERATED / "boardctl.1",
@@ -23,7 +24,7 @@ def rendered(page):
 @pytest.mark.parametrize("page", PAGES)
 def test_lint_finds_nothing_but_pages_that_are_not_installed(page):
     command = ["mandoc", "-T", "lint", str(PAGES[page])]
-    done = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+    done = subprocess.run(command, capture_output=True, text=True, timeout=HANG, check=False)
     absent = r"(?:referenced manual not found: Xr|outdated mandoc\.db lacks) ([\w-]+)[ (](\d)"
     for finding in (done.stdout + done.stderr).splitlines():
         missing = re.search(absent, finding)
@@ -59,7 +60,7 @@ def test_every_page_is_a_page_for_man_too(page):
         env={**os.environ, "MANROFFSEQ": "", "LC_ALL": "C.UTF-8"},
         capture_output=True,
         text=True,
-        timeout=60,
+        timeout=HANG,
         check=False,
     )
     assert (done.returncode, done.stderr) == (0, "")

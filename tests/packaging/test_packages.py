@@ -7,6 +7,7 @@ import subprocess
 
 import pytest
 from conftest import ROOT, run
+from limits import HANG
 
 SKIP_WAIT = os.environ["BOARDCTL_SKIP_WAIT"]
 PACKAGES = ("boardctl", "boardctl-sim")
@@ -81,5 +82,7 @@ def test_the_packages_work_together(packages, tmp_path):
     )
     assert printed == "Starting GPU Manager...\nDevice[gpu7](gpu.power.limit.total) 500\n"
     library = tmp_path / "usr/lib/boardctl/sim/libdevmgr.so.0"
-    checked = subprocess.run([tmp_path / "usr/bin/devmgr-check", library], timeout=60, check=False)
+    checked = subprocess.run(
+        [tmp_path / "usr/bin/devmgr-check", library], timeout=HANG, check=False
+    )
     assert checked.returncode == 0

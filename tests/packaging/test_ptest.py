@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 from conftest import BUILD, run
+from limits import HANG
 
 
 @pytest.fixture
@@ -18,7 +19,7 @@ def run_ptest(image):
     environment = {"PATH": f"{image}/bin:{os.environ['PATH']}", "LC_ALL": "C", "HOME": str(image)}
     (script,) = image.glob("lib/**/ptest/run-ptest")
     done = subprocess.run(
-        [script], env=environment, capture_output=True, text=True, timeout=250, check=False
+        [script], env=environment, capture_output=True, text=True, timeout=HANG, check=False
     )
     assert done.stderr == ""
     return done.returncode, done.stdout.splitlines()

@@ -9,6 +9,7 @@ import subprocess
 
 import jsonschema
 import pytest
+from limits import HANG
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROBE = [*shlex.split(os.environ.get("BOARDCTL_EMULATOR", "")), os.environ["SIM_PROBE"]]
@@ -39,7 +40,7 @@ def library_codes(kind, files):
         input="\n".join(lines) + "\n",
         capture_output=True,
         text=True,
-        timeout=120,
+        timeout=HANG,
         check=True,
     )
     return [int(code) for code in done.stdout.split()], done.stderr

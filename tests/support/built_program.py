@@ -7,6 +7,8 @@ import shutil
 import subprocess
 import typing
 
+from limits import HANG
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BOARDCTL = pathlib.Path(os.environ["BOARDCTL"])
 SIM_LIBRARY = pathlib.Path(os.environ["BOARDCTL_SIM_LIBRARY"])
@@ -65,7 +67,7 @@ class Boardctl:
         assert done.returncode == 0
         return done.stdout.decode("latin-1")
 
-    def run(self, *words, stderr, stdin="", timeout=60, **environment):
+    def run(self, *words, stderr, stdin="", timeout=HANG, **environment):
         return subprocess.run(
             self.command(*words),
             cwd=self.folder,

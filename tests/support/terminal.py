@@ -6,6 +6,8 @@ import select
 import subprocess
 import time
 
+from limits import HANG
+
 
 class Terminal:
     """The program's standard streams; `settings` are those of `stty`, the rest is Popen's."""
@@ -20,7 +22,7 @@ class Terminal:
     def type(self, text):
         os.write(self.master, text.encode())
 
-    def read_until(self, text, limit=60):
+    def read_until(self, text, limit=HANG):
         """What is printed, up to the piece that holds `text`."""
         seen = ""
         end = time.monotonic() + limit
