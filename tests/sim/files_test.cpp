@@ -94,7 +94,8 @@ TEST(Json, ATwinIsFoundAmongManyMembers) {
       const std::string name = 'm' + std::to_string(twin);
       EXPECT_EQ(
           jsonRefusal(text + '"' + name + "\": {}}"),
-          "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": the key is given twice");
+          "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": the key is given twice")
+          << members;
     }
   }
 }

@@ -1,9 +1,9 @@
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 
 #include "tests/sim/board_fixture.h"
 #include "tests/support/output_forms.h"
+#include "tests/support/pattern.h"
 
 namespace {
 
@@ -23,8 +23,7 @@ class LoggingDeathTest : public BoardTest {
 
   /// The stamps of the lines replaced by "[]".
   static std::string lines(const std::string& name) {
-    static const std::regex stamp(kStampPattern);
-    return std::regex_replace(contents(path(name)), stamp, "[]");
+    return replaced(contents(path(name)), kStampPattern, "[]");
   }
 
   int broken() { return GPUManagerInit(write("broken", "{").c_str(), "", ""); }

@@ -182,7 +182,9 @@ TEST(CommandLine, IndexesEveryNameOfTheRegistryWhenItParses) {
   EXPECT_TRUE(line.byName().empty());
   line.parse();
   EXPECT_EQ(line.byName().size(), optionRegistry.size() + 1);
-  for (const OptionSpec& entry : optionRegistry) EXPECT_EQ(line.byName().at(entry.name), &entry);
+  for (const OptionSpec& entry : optionRegistry) {
+    EXPECT_EQ(line.byName().at(entry.name), &entry) << entry.name;
+  }
   EXPECT_EQ(line.byName().at("--help"), line.byName().at("-h"));
   EXPECT_EQ(line.required(), (std::map<std::string, bool>{{"-m", false}, {"cmd", false}}));
 }

@@ -1,19 +1,18 @@
 #include "tests/unit/command_test.h"
 
 #include <fstream>
-#include <regex>
 
 #include "tests/support/output_forms.h"
+#include "tests/support/pattern.h"
 
 std::vector<std::string> CommandTest::logLines() {
-  static const std::regex stamp(kStampPattern + std::string("([OPEWDI].*)"));
+  const std::string stamp = kStampPattern;
   logger.output.flush();
   std::vector<std::string> lines;
   std::ifstream file(logFile_);
   for (std::string line; std::getline(file, line);) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_match(line, match, stamp)) << line;
-    lines.push_back(match[1]);
+    EXPECT_TRUE(matches(line, stamp + "[OPEWDI].*")) << line;
+    lines.push_back(replaced(line, '^' + stamp, ""));
   }
   return lines;
 }

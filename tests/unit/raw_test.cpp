@@ -1,8 +1,8 @@
-#include <regex>
 #include <stdexcept>
 
 #include "cli/handlers.h"
 #include "tests/support/output_forms.h"
+#include "tests/support/pattern.h"
 #include "tests/unit/command_test.h"
 #include "tools/boardctl/numeric_arg.h"
 
@@ -285,9 +285,8 @@ TEST_F(RawTest, LogsItsEntryEachDataByteAndEachGroupOfTheReply) {
     run(row.handler, row.words);
     const std::vector<std::string> lines = logLines();
     ASSERT_EQ(lines.size(), 1 + row.changes);
-    EXPECT_TRUE(
-        std::regex_match(lines[0], std::regex(R"(D\[tools/boardctl/raw\.cpp:\d+\]\[)" +
-                                              std::string(row.name) + R"(\]: Entry\(\)\.)")))
+    EXPECT_TRUE(matches(lines[0], R"(D\[tools/boardctl/raw\.cpp:\d+\]\[)" + std::string(row.name) +
+                                      R"(\]: Entry\(\)\.)"))
         << lines[0];
     for (std::size_t i = 1; i < lines.size(); ++i) {
       SCOPED_TRACE(i);

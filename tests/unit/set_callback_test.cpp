@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <atomic>
-#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -8,6 +7,7 @@
 #include "cli/handlers.h"
 #include "devmgr/data_info.h"
 #include "tests/support/output_forms.h"
+#include "tests/support/pattern.h"
 #include "tests/unit/command_test.h"
 
 namespace boardctl {
@@ -99,9 +99,8 @@ TEST_F(SetCallbackTest, LogsItsEntryAndItsArguments) {
   const std::vector<std::string> lines = logLines();
   ASSERT_EQ(lines.size(), 2U);
   const std::string site = R"(D\[tools/boardctl/set_callback\.cpp:\d+\]\[registerCallbackApi\]: )";
-  EXPECT_TRUE(std::regex_match(lines[0], std::regex(site + R"(Entry\(\)\.)"))) << lines[0];
-  EXPECT_TRUE(std::regex_match(lines[1], std::regex(site + "gpuId : 7, propName : no%sname\\.")))
-      << lines[1];
+  EXPECT_TRUE(matches(lines[0], site + R"(Entry\(\)\.)")) << lines[0];
+  EXPECT_TRUE(matches(lines[1], site + "gpuId : 7, propName : no%sname\\.")) << lines[1];
 }
 
 TEST_F(SetCallbackTest, TakesEveryNameOfTheCatalogueAndNoneInAnotherCase) {
@@ -137,10 +136,8 @@ TEST_F(SetCallbackTest, EachCallWritesOneLineAndKeepsNoCopy) {
   }
   const std::vector<std::string> lines = logLines();
   ASSERT_EQ(lines.size(), 1U);
-  EXPECT_TRUE(std::regex_match(
-      lines[0],
-      std::regex(
-          R"(D\[tools/boardctl/set_callback\.cpp:\d+\]\[callbackAPI\]: callbackAPI called)")))
+  EXPECT_TRUE(matches(
+      lines[0], R"(D\[tools/boardctl/set_callback\.cpp:\d+\]\[callbackAPI\]: callbackAPI called)"))
       << lines[0];
 }
 
