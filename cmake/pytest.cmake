@@ -12,6 +12,10 @@ function(boardctl_pytest file)
   get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
   set(name ${folder}_${file})
   list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  set(sanitized 0)
+  if(BOARDCTL_SANITIZER)
+    set(sanitized 1)
+  endif()
   add_test(NAME ${name}
     COMMAND ${BOARDCTL_PYTEST} -q -p no:cacheprovider -p missing_program
       ${CMAKE_CURRENT_SOURCE_DIR}/test_${file}.py)
@@ -21,7 +25,7 @@ PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/support:${PROJECT_SOURCE_DIR}/tests/cli;\
 BOARDCTL=$<TARGET_FILE:boardctl>;\
 BOARDCTL_BUILD=${PROJECT_BINARY_DIR};\
 BOARDCTL_EMULATOR=${emulator};\
-BOARDCTL_SANITIZED=$<BOOL:${BOARDCTL_SANITIZER}>;\
+BOARDCTL_SANITIZED=${sanitized};\
 BOARDCTL_SIM_LIBRARY=$<TARGET_FILE:devmgr_sim>;\
 BOARDCTL_SKIP_WAIT=$<TARGET_FILE:skip_wait>;\
 ${test_UNPARSED_ARGUMENTS}")

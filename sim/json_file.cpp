@@ -30,7 +30,33 @@ constexpr std::size_t kMaxBytes = 4U << 20U;
 constexpr std::size_t kMaxDepth = 32;
 constexpr std::size_t kMaxMembers = 4096;
 
-/// Feeds the parser from a place that it moves along, shared by all copies.
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+/// Whether a string may hold the character as it is, whatever stands beside it.
+bool isPlain(char c) { return static_cast<signed char>(c) >= 0x20 && c != '"' && c != '\\'; }
+
+/// The place in a file's text up to which the parser has read.
+struct Reader {
+  const char* place;
+  bool whole;  ///< Show the parser every character, not only those it has to judge.
+  bool inString = false;
+
+  /// Strings of plain characters look empty to the parser, and indentation is left out.
+  void advance() {
+    const char passed = *place++;
+    if (whole || inString) return;
+    if (passed == '"') {
+      inString = true;
+      const char* end = place;
+      while (isPlain(*end)) ++end;
+      if (*end == '"') place = end;
+    } else if (passed == '\n') {
+      while (isBlank(*place)) ++place;
+    }
+  }
+};
+
+/// Feeds the parser from a reader, shared by all copies.
 class SharedIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -39,16 +65,18 @@ class SharedIterator {
   using pointer = const char*;
   using reference = const char&;
 
-  explicit SharedIterator(const char** place) : place_(place) {}
-  reference operator*() const { return **place_; }
+  explicit SharedIterator(Reader* reader) : reader_(reader) {}
+  reference operator*() const { return *reader_->place; }
   SharedIterator& operator++() {
-    ++*place_;
+    reader_->advance();
     return *this;
   }
-  bool operator==(const SharedIterator& other) const { return *place_ == *other.place_; }
+  bool operator==(const SharedIterator& other) const {
+    return reader_->place == other.reader_->place;
+  }
 
  private:
-  const char** place_;
+  Reader* reader_;
 };
 
 std::string escapePointer(std::string_view key) {
@@ -110,9 +138,8 @@ std::string pointerTo(const Node& root, std::size_t offset) {
 /// Builds the tree of nodes from the parser's events.
 class TreeBuilder {
  public:
-  /// `reached` is how far the parser has read the source's text.
-  TreeBuilder(Source& source, const char* const& reached)
-      : source_(source), reached_(reached), previous_(reached) {}
+  TreeBuilder(Source& source, Reader& reader)
+      : source_(source), reader_(reader), previous_(reader.place) {}
 
   bool null() {
     add(JsonType::null);
@@ -127,7 +154,7 @@ class TreeBuilder {
   bool number_float(double /*value*/, const std::string& text) { return addNumber(text); }
   bool string(std::string& text) {
     Node& node = add(JsonType::string);
-    node.text = kept(text, node.offset + 1);
+    node.text = endString(text, node.offset);
     return true;
   }
   bool binary(std::vector<std::uint8_t>& /*bytes*/) { return false; }
@@ -138,16 +165,17 @@ class TreeBuilder {
 
   bool key(std::string& name) {
     const std::size_t offset = token();
-    key_ = kept(name, offset + 1);
+    key_ = endString(name, offset);
     if (isTwin(key_)) refuse(add(JsonType::string, offset), "the key is given twice");
     const std::size_t object = open_.back().node;
     if (nodes_.size() - object > kMaxMembers) refuse(nodes_[object], "more than 4096 members");
-    previous_ = reached_;
+    previous_ = reader_.place;
     return true;
   }
 
   bool parse_error(std::size_t /*byte*/, const std::string& /*token*/,
                    const nlohmann::detail::exception& error) {
+    if (!reader_.whole) return false;
     refuseAt(source_, token(), "", "not JSON: " + reasonOf(error.what()));
   }
 
@@ -162,15 +190,22 @@ class TreeBuilder {
 
   /// Where the token that was read last begins; the parser may have read one character beyond it.
   [[nodiscard]] std::size_t token() const {
-    const char* const begin = std::find_if_not(previous_, reached_, [](char c) {
-      return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ',' || c == ':' || c == '\0';
+    const char* const begin = std::find_if_not(previous_, reader_.place, [](char c) {
+      return isBlank(c) || c == ',' || c == ':' || c == '\0';
     });
     return static_cast<std::size_t>(begin - source_.content.data());
   }
 
+  /// The contents of a string that begins at `offset` and ends here.
+  std::string_view endString(std::string_view text, std::size_t offset) {
+    reader_.inString = false;
+    const std::string_view spelled(source_.content.data() + offset + 1, reader_.place - 1);
+    // An empty text is empty in the file as well, or was not shown to the parser.
+    return text.empty() ? spelled : kept(text, spelled);
+  }
+
   /// A text that stays: the place where the file spells it like that, or a copy.
-  std::string_view kept(std::string_view text, std::size_t offset) {
-    const auto spelled = std::string_view(source_.content).substr(offset, text.size());
+  std::string_view kept(std::string_view text, std::string_view spelled) {
     if (spelled == text) return spelled;
     auto* copy = static_cast<char*>(source_.memory.allocate(text.size(), 1));
     std::ranges::copy(text, copy);
@@ -183,14 +218,14 @@ class TreeBuilder {
     node.offset = static_cast<std::uint32_t>(offset);
     node.type = type;
     node.key = std::exchange(key_, {});
-    previous_ = reached_;
+    previous_ = reader_.place;
     return node;
   }
   Node& add(JsonType type) { return add(type, token()); }
 
   bool addNumber(std::string_view text) {
     Node& node = add(JsonType::number);
-    node.text = kept(text, node.offset);
+    node.text = kept(text, std::string_view(source_.content).substr(node.offset, text.size()));
     return true;
   }
 
@@ -210,7 +245,7 @@ class TreeBuilder {
     nodes_.resize(first);
     nodes_.back().items = {items, count};
     open_.pop_back();
-    previous_ = reached_;
+    previous_ = reader_.place;
     return true;
   }
 
@@ -235,22 +270,34 @@ class TreeBuilder {
   }
 
   Source& source_;
-  const char* const& reached_;
+  Reader& reader_;
   const char* previous_;  ///< How far the parser had read at the event before.
   std::string_view key_;  ///< Of the value to come.
   std::vector<Node> nodes_;
   std::vector<Open> open_;
 };
 
+/// Returns false when the parser found fault with what it was shown of the text, and throws when
+/// that was the whole of it.
+bool buildTree(Source& source, bool whole) {
+  Reader reader{source.content.data(), whole};
+  Reader end{reader.place + source.content.size(), whole};
+  TreeBuilder builder(source, reader);
+  if (!nlohmann::json::sax_parse(SharedIterator(&reader), SharedIterator(&end), &builder))
+    return false;
+  builder.finish();
+  return true;
+}
+
 Document parse(std::string content, const std::string& file) {
   const auto source = std::make_shared<Source>();
   source->file = file;
   source->content = std::move(content);
-  const char* reached = source->content.data();
-  const char* end = reached + source->content.size();
-  TreeBuilder builder(*source, reached);
-  nlohmann::json::sax_parse(SharedIterator(&reached), SharedIterator(&end), &builder);
-  builder.finish();
+  // The message about a malformed text quotes it as it is.
+  if (!buildTree(*source, false)) {
+    source->memory.release();
+    buildTree(*source, true);
+  }
   Document document;
   static_cast<Node&>(document) = source->root;
   document.owner = source;

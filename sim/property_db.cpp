@@ -1,6 +1,7 @@
 #include "sim/property_db.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "sim/definition_reader.h"
 #include "sim/fields.h"
@@ -24,9 +25,10 @@ std::uint64_t saltOf(std::string_view name) {
 }  // namespace
 
 std::optional<PropertyIndex> PropertyDb::find(std::string_view name) const {
-  const auto found = byName_.find(name);
-  if (found == byName_.end()) return {};
-  return found->second;
+  const auto nameAt = [this](PropertyIndex index) -> std::string_view { return at(index).name; };
+  const auto found = std::ranges::lower_bound(byName_, name, {}, nameAt);
+  if (found == byName_.end() || nameAt(*found) != name) return {};
+  return *found;
 }
 
 void PropertyDb::refuseName(const Node& name) const {
@@ -49,6 +51,12 @@ class PropertyReader : public NameTable {
     const Node& properties = require(requireMember(document, "properties"), JsonType::object);
     db_.properties_.reserve(db_.properties_.size() + properties.items.size());
     for (const Node& property : properties.items) addProperty(property);
+    // Only now, since no file names a property twice.
+    db_.byName_.resize(db_.size());
+    std::iota(db_.byName_.begin(), db_.byName_.end(), 0);
+    std::ranges::sort(db_.byName_, {}, [this](PropertyIndex index) -> const std::string& {
+      return db_.at(index).name;
+    });
   }
 
   PropertyDb finish(const Topology& topology) {
@@ -100,10 +108,8 @@ class PropertyReader : public NameTable {
   // A later file's entry takes the place of an earlier one of the same name.
   void addProperty(const Node& node) {
     const KindIndex kind = kindOf(node);
-    const auto index = static_cast<PropertyIndex>(db_.properties_.size());
-    const auto [known, isNew] = db_.byName_.try_emplace(std::string(node.key), index);
-    if (!isNew) {
-      nodes_[static_cast<std::size_t>(known->second)] = &node;
+    if (const auto known = db_.find(node.key)) {
+      nodes_[static_cast<std::size_t>(*known)] = &node;
       return;
     }
     Property& property = db_.properties_.emplace_back();

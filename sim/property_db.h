@@ -118,7 +118,7 @@ class PropertyDb {
   friend class PropertyReader;
   std::vector<Property> properties_;
   std::vector<Record> records_;
-  std::map<std::string, PropertyIndex, std::less<>> byName_;
+  std::vector<PropertyIndex> byName_;  ///< In the order of the names.
   std::array<std::vector<PropertyIndex>, kDeviceKinds.size()> byKind_;
 };
 

@@ -56,6 +56,24 @@ TEST(Json, EveryValueKnowsItsPlace) {
   EXPECT_TRUE(b.truth);
 }
 
+TEST(Json, AStringKeepsItsTextWhateverStandsInIt) {
+  const auto textOf = [](const std::string& spelled) {
+    return std::string(parseJson("[\n  1,\n  \"" + spelled + "\"]", "f").items[1].text);
+  };
+  for (const char* plain : {"", "a", ", b: [{ ", "\xc3\xa9", "c\xc3\xa9 d", "\x7f"})
+    EXPECT_EQ(textOf(plain), plain);
+  EXPECT_EQ(textOf(R"(a\"b)"), "a\"b");
+  EXPECT_EQ(textOf(R"(\\)"), "\\");
+  EXPECT_EQ(textOf(R"(a\n  b)"), "a\n  b");
+  EXPECT_EQ(textOf(R"(\u00e9 \u0022)"), "\xc3\xa9 \"");
+}
+
+TEST(Json, MalformedTextIsQuotedAsItIs) {
+  EXPECT_EQ(jsonRefusal("[\"some  text\"\n    x"),
+            "f.json:2:5: not JSON: array - invalid literal; "
+            "last read: '\"some  text\"<U+000A>    x'; expected ']'");
+}
+
 TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
   EXPECT_TRUE(jsonRefusal("").starts_with("f.json:1:1: not JSON: "));
   EXPECT_TRUE(jsonRefusal("{\"a\": 1,\n  }").starts_with("f.json:2:3: not JSON: "));
