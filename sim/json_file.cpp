@@ -311,7 +311,7 @@ std::string readFile(const std::string& file) {
     int number;
     ~Descriptor() { close(number); }
   };
-  const Descriptor opened{open(file.c_str(), O_RDONLY | O_LARGEFILE | O_CLOEXEC)};
+  const Descriptor opened{open(file.c_str(), O_RDONLY | O_CLOEXEC)};
   if (opened.number < 0) refuse(std::string("cannot be opened: ") + std::strerror(errno));
   // The size is a guess only: pipes have none, some files are said to be empty, and files grow.
   struct stat about {};
