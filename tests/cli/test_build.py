@@ -10,7 +10,7 @@ import pytest
 from built_program import EMULATOR, ROOT, SANITIZED, SIM_LIBRARY, readelf
 from limits import HANG
 
-ROOMS = {
+INCLUDES = {
     "devmgr": {"devmgr"},
     "catalogue": {"catalogue"},
     "cli": {"cli"},
@@ -35,13 +35,13 @@ def ours(pattern):
     return files
 
 
-@pytest.mark.parametrize("room", ROOMS)
-def test_a_room_includes_only_what_lies_below_it(room):
-    files = [path for path in (ROOT / room).rglob("*") if path.suffix in {".h", ".cpp"}]
+@pytest.mark.parametrize("folder", INCLUDES)
+def test_a_folder_includes_only_what_lies_below_it(folder):
+    files = [path for path in (ROOT / folder).rglob("*") if path.suffix in {".h", ".cpp"}]
     assert files
     for path in files:
         for include in re.findall(r'^#include "(.*)/[^/"]+"', path.read_text(), re.MULTILINE):
-            assert include in ROOMS[room], f"{path}: {include}"
+            assert include in INCLUDES[folder], f"{path}: {include}"
 
 
 @once
