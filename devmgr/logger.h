@@ -24,6 +24,8 @@ struct Logger {
 /// the library's initialisation until its destruction at process exit.
 extern DEVMGR_API Logger logger;
 
+inline constexpr int kHighestLogLevel = 5;
+
 extern "C" {
 
 /// Opens `fileName` as the output of `logger`.
@@ -36,7 +38,7 @@ DEVMGR_API int GPUSetLogger(const char* fileName);
 
 /// Sets the level up to which lines are logged.
 ///
-/// `level`: 0 to 5; the caller has checked it.
+/// `level`: 0 to `kHighestLogLevel`; the caller has checked it.
 /// Returns 0 or a library error code; the tool ignores it.
 /// Threads: main thread, before `GPUManagerInit`.
 DEVMGR_API int GPUSetLogLevel(int level);

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "packaging/generator/sections.h"
-#include "tools/boardctl/settings.h"
 
 /// boardctl_generate TEMPLATE OUTPUT: copies the template; @NAME@ becomes the section of that name,
 /// and @file.name@ the template of that name in the same folder.
@@ -54,11 +53,6 @@ std::string expand(const std::filesystem::path& path, const Sections& sections) 
 int main(int argc, char** argv) {
   try {
     if (argc != 3) throw std::runtime_error("usage: boardctl_generate TEMPLATE OUTPUT");
-    // Handlers are asked what they accept: they shall start no manager and print nothing.
-    boardctl::shellActive = true;
-    if (std::freopen("/dev/null", "w", stdout) == nullptr) {
-      throw std::runtime_error("cannot open /dev/null");
-    }
     std::ofstream output(argv[2]);
     output << expand(argv[1], generator::makeSections()) << std::flush;
     if (!output) throw std::runtime_error(std::string("cannot write ") + argv[2]);

@@ -1,16 +1,18 @@
 #include "packaging/generator/words.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
 #include "catalogue/api_property_map.h"
 #include "catalogue/property_groups.h"
-#include "cli/handlers.h"
 #include "cli/registry.h"
 #include "devmgr/device_type.h"
-#include "tools/boardctl/shell_handlers.h"
+#include "devmgr/logger.h"
+#include "tools/boardctl/postboxes.h"
+#include "tools/boardctl/shell_commands.h"
 
 namespace generator {
 namespace {
@@ -53,25 +55,26 @@ Strings deviceStrings() {
 
 Strings acceptedLevels() {
   Strings levels;
-  for (int level = 0; level < 10; ++level) {
-    try {
-      boardctl::setLogLevel({std::to_string(level)});
-      levels.push_back(std::to_string(level));
-    } catch (const std::runtime_error&) {
-      continue;
-    }
-  }
+  for (int level = 0; level <= kHighestLogLevel; ++level) levels.push_back(std::to_string(level));
   return levels;
 }
 
-Strings devicesAcceptedBy(std::int32_t (*rawCommand)(Strings)) {
-  Strings accepted;
-  for (const std::string& device : deviceStrings()) {
-    Strings words(13, "0");
-    words[0] = device;
-    if (rawCommand(words) == 0) accepted.push_back(device);
+/// The devices with a post-box function of one kind. The table is read while compiling: the
+/// functions are those of a library that is not linked here.
+template <auto kFunction>
+Strings devicesWith() {
+  constexpr auto kTypes = [] {
+    std::array<DeviceType, std::size(boardctl::kPostboxes)> types = {};
+    std::ranges::transform(boardctl::kPostboxes, types.begin(), [](const auto& postbox) {
+      return postbox.*kFunction != nullptr ? postbox.type : DeviceType::unknown;
+    });
+    return types;
+  }();
+  Strings devices;
+  for (const DeviceKind& kind : kDeviceKinds) {
+    if (std::ranges::count(kTypes, kind.type) > 0) devices.emplace_back(kind.word);
   }
-  return accepted;
+  return devices;
 }
 
 Strings namesOfEntries(bool options) {
@@ -99,9 +102,9 @@ std::vector<WordKind> wordKinds() {
       {"level", acceptedLevels()},
       {"device", devices},
       {"deviceOrAll", devicesAndAll},
-      {"rawDevice", devicesAcceptedBy(boardctl::rawData)},
-      {"rawSyncDevice", devicesAcceptedBy(boardctl::rawSyncCmdData)},
-      {"rawAsyncDevice", devicesAcceptedBy(boardctl::rawAsyncCmdData)},
+      {"rawDevice", devicesWith<&boardctl::Postbox::list>()},
+      {"rawSyncDevice", devicesWith<&boardctl::Postbox::sync>()},
+      {"rawAsyncDevice", devicesWith<&boardctl::Postbox::async>()},
       {"accessMode", {"0", "1"}},
       {"api", apiNames()},
   };
@@ -146,8 +149,10 @@ Strings apiNames() {
 }
 
 Strings sessionWords() {
-  std::set<std::string> words = {"all", "refresh_status"};
-  for (const std::string_view word : boardctl::shellWords()) words.emplace(word);
+  std::set<std::string> words = {"all", "refresh_status", std::string(boardctl::kShellHelp)};
+  for (const std::string_view word : boardctl::kShellEnds) words.emplace(word);
+  for (const boardctl::ShellCommand& command : boardctl::kShellCommands)
+    words.emplace(command.word);
   for (const std::string& name : apiNames()) words.insert(name);
   for (const std::string& device : deviceStrings()) {
     words.insert(device);

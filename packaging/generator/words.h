@@ -5,7 +5,7 @@
 
 #include "cli/option_spec.h"
 
-/// What may stand where on a command line, as the tool's own tables and handlers tell it.
+/// What may stand where on a command line, as the tool's own tables tell it.
 namespace generator {
 
 /// One kind of word and the words that are of it.

@@ -11,7 +11,7 @@
 
 #include "cli/handlers.h"
 #include "tests/unit/command_test.h"
-#include "tools/boardctl/shell_handlers.h"
+#include "tools/boardctl/shell_commands.h"
 
 namespace boardctl {
 namespace {
@@ -69,14 +69,14 @@ std::string readCall(const std::string& name) {
 }
 
 TEST_F(ShellTest, KnowsEachOfItsWords) {
-  const std::vector<std::string_view> words = shellWords();
-  EXPECT_EQ(words.size(), 12u);
+  std::vector<std::string_view> words = {kShellHelp};
+  for (const ShellCommand& command : kShellCommands) words.push_back(command.word);
+  EXPECT_EQ(words.size(), 10u);
   for (const std::string_view word : words) {
-    if (word == "quit" || word == "exit") {
-      EXPECT_EQ(type(std::string(word) + "\n").output, "> ") << word;
-    } else {
-      EXPECT_NE(type(std::string(word) + "\nquit\n").output, "> > ") << word;
-    }
+    EXPECT_NE(type(std::string(word) + "\nquit\n").output, "> > ") << word;
+  }
+  for (const std::string_view word : kShellEnds) {
+    EXPECT_EQ(type(std::string(word) + "\n").output, "> ") << word;
   }
 }
 

@@ -1,7 +1,7 @@
 #include <stdio_ext.h>
 
 #include "tests/unit/command_test.h"
-#include "tools/boardctl/shell_handlers.h"
+#include "tools/boardctl/shell_commands.h"
 
 namespace boardctl {
 namespace {

@@ -4,37 +4,18 @@
 #include <vector>
 
 #include "cli/handlers.h"
-#include "devmgr/device_type.h"
-#include "devmgr/postbox.h"
 #include "devmgr/value_type.h"
 #include "logging/log.h"
 #include "tools/boardctl/device_type.h"
 #include "tools/boardctl/manager.h"
 #include "tools/boardctl/numeric_arg.h"
 #include "tools/boardctl/output.h"
+#include "tools/boardctl/postboxes.h"
 
 namespace boardctl {
 namespace {
 
 using Words = std::vector<unsigned int>;
-
-/// The library's post-box functions for one device kind; null where there is none.
-struct Postbox {
-  decltype(&TesselCmd) list;
-  decltype(&TesselSyncCmdGpu) sync;
-  decltype(&TesselAsyncCmdGpu) async;
-};
-
-struct PostboxRow {
-  DeviceType type;
-  Postbox functions;
-};
-
-constexpr PostboxRow kPostboxes[] = {
-    {DeviceType::gpu, {TesselCmd, TesselSyncCmdGpu, TesselAsyncCmdGpu}},
-    {DeviceType::korswitch, {TesselCmdKorswitch, TesselSyncCmdKorswitch, TesselAsyncCmdKorswitch}},
-    {DeviceType::fpga, {TesselCmdFpga, TesselSyncCmdFpga, nullptr}},
-};
 
 struct Request {
   std::string device;
@@ -139,8 +120,8 @@ constexpr RawCommand kRawAsync = {
 
 const Postbox* findPostbox(const RawCommand& command, const std::string& device) {
   const auto type = static_cast<DeviceType>(getDeviceType(device));
-  for (const PostboxRow& row : kPostboxes) {
-    if (row.type == type) return command.isOffered(row.functions) ? &row.functions : nullptr;
+  for (const Postbox& postbox : kPostboxes) {
+    if (postbox.type == type) return command.isOffered(postbox) ? &postbox : nullptr;
   }
   return nullptr;
 }

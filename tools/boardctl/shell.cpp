@@ -10,31 +10,13 @@
 #include <stdexcept>
 #include <utility>
 
-#include "cli/handlers.h"
 #include "tools/boardctl/manager.h"
 #include "tools/boardctl/output.h"
 #include "tools/boardctl/settings.h"
-#include "tools/boardctl/shell_handlers.h"
+#include "tools/boardctl/shell_commands.h"
 
 namespace boardctl {
 namespace {
-
-struct ShellCommand {
-  std::string_view word;
-  std::int32_t (*handler)(std::vector<std::string>);
-};
-
-constexpr ShellCommand kCommands[] = {
-    {"get", getGpuData},
-    {"set", setGpuData},
-    {"clear", clearGpuData},
-    {"list", listGpuProperties},
-    {"set_callback", registerCallbackApi},
-    {"raw", rawData},
-    {"rawSyncCmd", rawSyncCmdData},
-    {"rawAsyncCmd", rawAsyncCmdData},
-    {"snapshot", snapshotData},
-};
 
 constexpr std::string_view kHelp =
     "help\nget\nset\nclear\nraw\nrawSyncCmd\nrawAsyncCmd\nset_callback\nquit\n";
@@ -107,7 +89,7 @@ std::string_view takeField(std::string_view& line) {
 
 void runLine(std::string_view line) {
   const std::string_view word = takeField(line);
-  for (const ShellCommand& command : kCommands) {
+  for (const ShellCommand& command : kShellCommands) {
     if (command.word != word) continue;
     std::vector<std::string> words;
     words.reserve(8);
@@ -118,12 +100,6 @@ void runLine(std::string_view line) {
 }
 
 }  // namespace
-
-std::vector<std::string_view> shellWords() {
-  std::vector<std::string_view> words = {"help", "quit", "exit"};
-  for (const ShellCommand& command : kCommands) words.push_back(command.word);
-  return words;
-}
 
 std::int32_t runShell(std::vector<std::string> /*words*/) {
   shellActive = true;
@@ -140,8 +116,8 @@ std::int32_t runShell(std::vector<std::string> /*words*/) {
       printNow("> ");
     }
     const std::string_view line = input.next();
-    if (line == "quit" || line == "exit") break;
-    if (line == "help") {
+    if (std::ranges::find(kShellEnds, line) != std::end(kShellEnds)) break;
+    if (line == kShellHelp) {
       print(kHelp);
     } else {
       runLine(line);

@@ -1,6 +1,6 @@
 #include "devmgr/properties.h"
 #include "tools/boardctl/output.h"
-#include "tools/boardctl/shell_handlers.h"
+#include "tools/boardctl/shell_commands.h"
 
 namespace boardctl {
 
