@@ -18,8 +18,9 @@ target_compile_options(boardctl_options INTERFACE
   # Full position independence in the executable as well: data of the device library is then
   # reached through the global offset table and never copied into the executable.
   -fPIC
-  # Source paths in log lines, and so the built files, do not depend on where the tree lies.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  # Source paths in log lines, and so the built files, do not depend on where the tree and the build
+  # folder lie.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=.
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
   -Wcast-align -Wformat=2 -Wno-format-y2k -Wundef -Woverloaded-virtual -Wextra-semi -Wdouble-promotion
   -Wmissing-declarations -Wimplicit-fallthrough

@@ -61,7 +61,7 @@ TEST(Json, AStringKeepsItsTextWhateverStandsInIt) {
     return std::string(parseJson("[\n  1,\n  \"" + spelled + "\"]", "f").items[1].text);
   };
   for (const char* plain : {"", "a", ", b: [{ ", "\xc3\xa9", "c\xc3\xa9 d", "\x7f"})
-    EXPECT_EQ(textOf(plain), plain);
+    EXPECT_EQ(textOf(plain), plain) << plain;
   EXPECT_EQ(textOf(R"(a\"b)"), "a\"b");
   EXPECT_EQ(textOf(R"(\\)"), "\\");
   EXPECT_EQ(textOf(R"(a\n  b)"), "a\n  b");
