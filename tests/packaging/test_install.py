@@ -57,7 +57,6 @@ def test_the_simulated_board(install, tmp_path):
         "share/man/man7/boardctl-sim.7",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
-        "simulated-board.md",
         *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
         *(str(path.relative_to(ROOT)) for path in (ROOT / "schemas").rglob("*.json")),
     }

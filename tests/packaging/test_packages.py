@@ -1,7 +1,8 @@
-"""The Debian packages of this machine's architecture, built from the files as they are now. The
-script that builds them fails on whatever lintian finds."""
+"""The Debian packages of this machine's architecture and of the controller's, built from the files
+as they are now. The script that builds them fails on whatever lintian finds."""
 
 import os
+import pathlib
 import re
 import subprocess
 
@@ -10,7 +11,7 @@ from conftest import ROOT, run
 from limits import HANG
 
 SKIP_WAIT = os.environ["BOARDCTL_SKIP_WAIT"]
-PACKAGES = ("boardctl", "boardctl-sim")
+PROGRAMS = ("boardctl", "boardctl-sim")
 
 pytestmark = pytest.mark.skipif(
     not (ROOT / ".git").exists(), reason="packages are made from a commit"
@@ -18,11 +19,23 @@ pytestmark = pytest.mark.skipif(
 
 
 @pytest.fixture(scope="module")
-def packages():
-    architecture = run("dpkg", "--print-architecture").strip()
+def architectures():
+    """The packages of each architecture by name; those for all of them are in each."""
+    here = run("dpkg", "--print-architecture").strip()
     worktree = {**os.environ, "BOARDCTL_REVISION": "WORKTREE"}
-    run("scripts/package", architecture, cwd=ROOT, env=worktree)
-    return {name: str(ROOT / f"out/{name}_0.1_{architecture}.deb") for name in PACKAGES}
+    run("scripts/package", here, "armhf", cwd=ROOT, env=worktree)
+
+    def built(architecture):
+        packages = {name: ROOT / f"out/{name}_0.1_{architecture}.deb" for name in PROGRAMS}
+        packages["boardctl-doc"] = ROOT / "out/boardctl-doc_0.1_all.deb"
+        return {name: str(package) for name, package in packages.items()}
+
+    return {architecture: built(architecture) for architecture in (here, "armhf")}
+
+
+@pytest.fixture(scope="module")
+def packages(architectures):
+    return next(iter(architectures.values()))
 
 
 def field(package, name):
@@ -42,6 +55,54 @@ def test_dependencies(packages):
     assert "which this package therefore does not depend on" in re.sub(
         r"\s+", " ", field(packages["boardctl"], "Description")
     )
+
+
+def needed_versions(folder):
+    """The names of symbol versions that programs ask of libraries, without what follows the name of
+    the first release for an architecture."""
+    magic = b"\x7fELF"
+    files = [path for path in folder.rglob("*") if path.is_file() and not path.is_symlink()]
+    programs = [path for path in files if path.read_bytes()[:4] == magic]
+    assert programs
+    text = run("readelf", "-VW", *map(str, programs))
+    return set(re.findall(r"Name: (\w+_[\d.]+) ", text))
+
+
+def newest(versions):
+    return max(versions, key=lambda version: [int(part) for part in version.split(".")])
+
+
+@pytest.mark.parametrize("name", PROGRAMS)
+def test_the_systems_libraries_are_required_as_the_programs_need_them(
+    architectures, tmp_path, name
+):
+    native = run("dpkg", "--print-architecture").strip()
+    symbols = run("dpkg-query", "--control-path", f"libstdc++6:{native}", "symbols").strip()
+    since = dict(re.findall(r"^ (\w+_[\d.]+)@\S+ (\S+)$", pathlib.Path(symbols).read_text(), re.M))
+    for architecture, packages in architectures.items():
+        folder = tmp_path / architecture
+        run("dpkg-deb", "--extract", packages[name], str(folder))
+        needed = needed_versions(folder)
+        expected = {
+            "libc6": newest(word.removeprefix("GLIBC_") for word in needed if "GLIBC_" in word),
+            "libgcc-s1": newest(word.removeprefix("GCC_") for word in needed if "GCC_" in word),
+            "libstdc++6": newest(
+                since[word] for word in needed if re.match(r"GLIBCXX_|CXXABI_\d", word)
+            ),
+        }
+        depends = re.findall(r"([\w.+-]+)(?: \(>= (.*?)\))?", field(packages[name], "Depends"))
+        found = {library: version for library, version in depends if library.startswith("lib")}
+        assert found == expected, architecture
+
+
+def test_the_documents_are_in_one_package(packages):
+    pages = {
+        name: {line.rpartition("/")[2] for line in contents(package) if line.endswith(".md")}
+        for name, package in packages.items()
+    }
+    assert pages.pop("boardctl-doc") >= {"README.md", "cookbook.md", "simulated-board.md"}
+    assert not any(pages.values())
+    assert field(packages["boardctl-doc"], "Architecture") == "all"
 
 
 def test_contents(packages):

@@ -16,12 +16,20 @@ def image(tmp_path):
 
 
 def run_ptest(image):
-    environment = {"PATH": f"{image}/bin:{os.environ['PATH']}", "LC_ALL": "C", "HOME": str(image)}
+    temporary = image / "temporary"
+    temporary.mkdir()
+    environment = {
+        "PATH": f"{image}/bin:{os.environ['PATH']}",
+        "LC_ALL": "C",
+        "HOME": str(image),
+        "TMPDIR": str(temporary),
+    }
     (script,) = image.glob("lib/**/ptest/run-ptest")
     done = subprocess.run(
         [script], env=environment, capture_output=True, text=True, timeout=HANG, check=False
     )
     assert done.stderr == ""
+    assert not list(temporary.iterdir())
     return done.returncode, done.stdout.splitlines()
 
 
@@ -48,3 +56,11 @@ def test_what_differs_or_does_not_run_has_failed(image):
         "FAIL: pytest",
         "FAIL: tests/cli/test_shell.py::test_a_session_through_a_pipe_is_the_golden_text",
     ]
+
+
+def test_a_skipped_unit_test_is_named(image):
+    (program,) = image.glob("lib/**/sim_selftest")
+    program.write_text("#!/bin/sh\necho '[  SKIPPED ] Threads.AreCounted (0 ms)'\n")
+    status, lines = run_ptest(image)
+    assert status == 0
+    assert "SKIP: Threads.AreCounted" in lines
