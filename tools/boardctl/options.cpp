@@ -40,7 +40,8 @@ std::int32_t setPropertiesFile(std::vector<std::string> words) {
 
 std::int32_t setLogLevel(std::vector<std::string> words) {
   const int level = std::stoi(words.at(0));
-  if (level < 0 || level > kHighestLogLevel) throw std::runtime_error(std::string("Level of our range[0-5]!"));
+  if (level < 0 || level > kHighestLogLevel)
+    throw std::runtime_error(std::string("Level of our range[0-5]!"));
   GPUSetLogLevel(level);
   return 0;
 }
