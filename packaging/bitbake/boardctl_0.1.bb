@@ -25,7 +25,8 @@ do_install_ptest() {
 }
 
 PACKAGES =+ "${PN}-sim ${PN}-check ${PN}-bash-completion ${PN}-zsh-completion"
-FILES:${PN}-sim = "${bindir}/boardctl-sim ${libdir}/boardctl/sim ${docdir}/boardctl-sim"
+FILES:${PN}-sim = "${bindir}/boardctl-sim ${libdir}/boardctl/sim ${docdir}/boardctl-sim \
+    ${datadir}/rlwrap/completions/boardctl-sim"
 FILES:${PN}-check = "${bindir}/devmgr-check"
 FILES:${PN}-bash-completion = "${datadir}/bash-completion"
 FILES:${PN}-zsh-completion = "${datadir}/zsh"
