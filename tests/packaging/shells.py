@@ -71,5 +71,5 @@ def bash(folder, completion):
 def zsh(folder, completion):
     functions = folder / "functions"
     functions.mkdir()
-    (functions / "_boardctl").write_text(completion.read_text())
+    (functions / f"_{completion.stem}").write_text(completion.read_text())
     return Shell(["zsh", "-f", "-i"], ZSH_SETUP.replace("FUNCTIONS", str(functions)), folder)

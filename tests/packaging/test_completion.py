@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import shells
-from conftest import BOARD, BOARDCTL, GENERATED, ROOT
+from conftest import BOARD, BOARDCTL, BUILD, GENERATED, ROOT, run
 from limits import HANG
 from terminal import Terminal
 
@@ -131,9 +131,6 @@ def test_the_word_list_holds_what_a_session_takes(session):
 
 
 def test_rlwrap_completes_and_remembers(tmp_path):
-    # The line that the manual page gives.
-    page = (ROOT / "docs/man/boardctl.1.in").read_text()
-    assert r".Dl rlwrap -b \(aq \(aq boardctl -m" in page
     wrapped = Terminal(
         ["setsid", "--ctty", "rlwrap", "-b", " ", "-f", GENERATED / "boardctl.rlwrap"]
         + [BOARDCTL, *BOARD, "shell"],
@@ -154,3 +151,34 @@ def test_rlwrap_completes_and_remembers(tmp_path):
     wrapped.close()
     history = next(tmp_path.glob(".*_history")).read_text()
     assert history.splitlines()[-1] == "quit"
+
+
+@pytest.fixture(scope="module", params=["bash", "zsh"])
+def check_shell(request, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("integrator")
+    for name in "libdevmgr.so.0", "oob_manifest.json":
+        (folder / name).touch()
+    files = ROOT / "packaging/completion"
+    started = getattr(shells, request.param)(folder, files / f"devmgr-check.{request.param}")
+    yield started
+    started.close()
+
+
+def test_devmgr_check(check_shell):
+    assert check_shell.candidates("devmgr-check -") == {"-h", "--help"}
+    assert check_shell.complete("devmgr-check lib").rstrip() == "devmgr-check libdevmgr.so.0"
+    line = "devmgr-check libdevmgr.so.0 "
+    assert check_shell.complete(line + "-").rstrip() == line + "--live"
+    assert check_shell.complete(line).rstrip() == line + "--live"
+    for words in "--live", "--live a", "--live a b":
+        assert check_shell.complete(f"{line}{words} oob").rstrip() == (
+            f"{line}{words} oob_manifest.json"
+        )
+    for words in "-h ", line + "--live a b c oob":
+        assert check_shell.complete(words).rstrip() == words.rstrip()
+
+
+def test_devmgr_check_takes_what_is_completed():
+    check = BUILD / "tools/devmgr-check/devmgr-check"
+    usage = run(str(check), "--help")
+    assert usage.startswith("usage: devmgr-check LIBRARY [--live MANIFEST [PROFILE] [PROPERTIES]]")

@@ -34,15 +34,24 @@ def install(tmp_path):
 def test_the_tool(install):
     assert install("tool") == {
         "bin/boardctl",
+        "bin/boardctl-report",
+        "bin/boardctl-shell",
         "share/bash-completion/completions/boardctl",
         "share/man/man1/boardctl.1",
+        "share/man/man1/boardctl-report.1",
+        "share/man/man1/boardctl-shell.1",
         "share/rlwrap/completions/boardctl",
         "share/zsh/site-functions/_boardctl",
     }
 
 
 def test_the_check(install):
-    assert install("check") == {"bin/devmgr-check", "share/man/man1/devmgr-check.1"}
+    assert install("check") == {
+        "bin/devmgr-check",
+        "share/bash-completion/completions/devmgr-check",
+        "share/man/man1/devmgr-check.1",
+        "share/zsh/site-functions/_devmgr-check",
+    }
 
 
 def test_the_simulated_board(install, tmp_path):
@@ -55,12 +64,14 @@ def test_the_simulated_board(install, tmp_path):
         "bin/boardctl-sim",
         "share/bash-completion/completions/boardctl-sim",
         "share/man/man7/boardctl-sim.7",
+        "share/rlwrap/completions/boardctl-sim",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
         *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
         *(str(path.relative_to(ROOT)) for path in (ROOT / "schemas").rglob("*.json")),
     }
-    assert os.readlink(tmp_path / "share/bash-completion/completions/boardctl-sim") == "boardctl"
+    for folder in "bash-completion", "rlwrap":
+        assert os.readlink(tmp_path / f"share/{folder}/completions/boardctl-sim") == "boardctl"
 
 
 def test_the_documents(install):

@@ -109,6 +109,8 @@ def test_contents(packages):
     tool = contents(packages["boardctl"])
     for name in (
         "bin/boardctl",
+        "bin/boardctl-report",
+        "bin/boardctl-shell",
         "bin/devmgr-check",
         "share/man/man1/boardctl.1.gz",
         "share/man/man1/devmgr-check.1.gz",

@@ -16,6 +16,7 @@ class Terminal:
         self.master, slave = pty.openpty()
         if settings:
             subprocess.run(["stty", *settings], stdin=slave, check=True)
+        self.name = os.ttyname(slave)
         self.process = subprocess.Popen(command, stdin=slave, stdout=slave, stderr=slave, **options)
         os.close(slave)
 
