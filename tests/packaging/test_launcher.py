@@ -6,7 +6,7 @@ import subprocess
 import termios
 
 import pytest
-from conftest import BUILD, ROOT, run
+from conftest import BOARDCTL, BUILD, GENERATED, ROOT, run
 from limits import HANG
 from posix_shells import SHELLS, search_path
 from terminal import Terminal
@@ -97,12 +97,14 @@ def test_the_terminal_is_restored_after_an_interrupt(session, default_settings):
     assert session.settings() == default_settings
 
 
-def test_rlwrap_gets_the_word_list(prefix, tmp_path):
+@pytest.mark.parametrize("built", [False, True])
+def test_rlwrap_gets_the_word_list(prefix, tmp_path, built):
+    program = GENERATED / "boardctl-shell" if built else prefix / "bin/boardctl-shell"
     terminal = Terminal(
-        ["setsid", "-c", prefix / "bin/boardctl-shell", "-m", "oob_manifest.json"],
+        ["setsid", "-c", program, "-m", "oob_manifest.json"],
         settings=["cols", "200", "rows", "50"],
         cwd=ROOT / "examples",
-        env=environment(prefix, tmp_path),
+        env=environment(prefix, tmp_path) | ({"BOARDCTL": BOARDCTL} if built else {}),
     )
     terminal.read_until("> ")
     terminal.type("get gpu 0 gpu.pcie.maxW\t\r")
