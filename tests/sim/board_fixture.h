@@ -18,7 +18,7 @@
 #include "sim/codes.h"
 
 /// Whether the test runs under user-mode emulation.
-inline bool isEmulated() { return std::getenv("BOARDCTL_EMULATOR") != nullptr; }
+constexpr bool isEmulated() { return BOARDCTL_EMULATED != 0; }
 
 /// A death test starts the program anew, which an emulated program cannot; there it forks.
 inline void chooseDeathTestStyle() {
