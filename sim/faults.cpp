@@ -8,10 +8,9 @@
 namespace sim {
 namespace {
 
-constexpr std::int64_t kMaxMs = 31'536'000'000;
 constexpr std::uint64_t kFaultSequence = 0x666175'6c74;
 
-constexpr std::array<std::string_view, 15> kKeys{
+constexpr std::array<std::string_view, 15> kFaultKeys{
     "operation", "device", "property", "accessMode", "fromMs", "untilMs", "probability", "every",
     "times",     "code",   "delayMs",  "hang",       "text",   "dropMs",  "storm"};
 constexpr std::array<std::string_view, 3> kTextFaults{"truncated", "unterminated", "empty"};
@@ -45,9 +44,10 @@ void readSelection(FaultRule& rule, const Node& node, const Topology& topology) 
   if (const Node* mode = node.find("accessMode")) {
     rule.accessMode = static_cast<int>(wholeOf(*mode, 0, 1));
   }
-  if (const Node* from = node.find("fromMs")) rule.from = wholeOf(*from, 0, kMaxMs) * kMillisecond;
+  if (const Node* from = node.find("fromMs"))
+    rule.from = wholeOf(*from, 0, kMaxMomentMs) * kMillisecond;
   if (const Node* until = node.find("untilMs")) {
-    rule.until = wholeOf(*until, 0, kMaxMs) * kMillisecond;
+    rule.until = wholeOf(*until, 0, kMaxMomentMs) * kMillisecond;
     if (*rule.until <= rule.from) until->refuse("the rule would never match");
   }
   if (const Node* chance = node.find("probability")) {
@@ -65,7 +65,7 @@ void readEffect(FaultRule& rule, const Node& node) {
   }
   if (const Node* hang = node.find("hang")) effect.hang = truthOf(*hang);
   if (const Node* drop = node.find("dropMs")) {
-    effect.drop = wholeOf(*drop, 0, kMaxMs) * kMillisecond;
+    effect.drop = wholeOf(*drop, 0, kMaxMomentMs) * kMillisecond;
   }
   if (const Node* storm = node.find("storm")) {
     effect.storm = static_cast<int>(wholeOf(*storm, 1, 10'000));
@@ -116,7 +116,7 @@ std::vector<std::int64_t> Faults::fired() const {
 std::vector<FaultRule> readFaults(const Node& node, const Topology& topology) {
   std::vector<FaultRule> rules;
   for (const Node& item : require(node, JsonType::array).items) {
-    requireObject(item, kKeys);
+    requireObject(item, kFaultKeys);
     FaultRule& rule = rules.emplace_back();
     readSelection(rule, item, topology);
     readEffect(rule, item);

@@ -7,9 +7,9 @@ namespace {
 
 constexpr std::int64_t kMaxMs = 3'600'000;
 
-constexpr std::array<std::string_view, 12> kKeys{"about",   "$schema",  "seed",      "clock",
-                                                 "readyMs", "snapshot", "latencyMs", "callbacks",
-                                                 "mailbox", "journal",  "faults",    "timeline"};
+constexpr std::array<std::string_view, 12> kProfileKeys{
+    "about",     "$schema",   "seed",    "clock",   "readyMs", "snapshot",
+    "latencyMs", "callbacks", "mailbox", "journal", "faults",  "timeline"};
 constexpr std::array<std::string_view, 3> kClockKeys{"mode", "rate", "stepMs"};
 constexpr std::array<std::string_view, 3> kClockModes{"real", "scaled", "stepped"};
 constexpr std::array<std::string_view, 2> kSnapshotKeys{"periodMs", "refreshMs"};
@@ -57,7 +57,7 @@ void readLatency(const Node& node, Profile& profile) {
 }  // namespace
 
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties) {
-  requireDocument(document, kKeys);
+  requireDocument(document, kProfileKeys);
   Profile profile;
   if (const Node* seed = document.find("seed")) {
     profile.seed = static_cast<std::uint64_t>(wholeOf(*seed, 0, INT64_MAX));

@@ -11,4 +11,7 @@ using Time = std::int64_t;
 inline constexpr Time kMillisecond = 1000;
 inline constexpr Time kSecond = 1'000'000;
 
+/// The latest moment that a file may name: a year.
+inline constexpr std::int64_t kMaxMomentMs = 31'536'000'000;
+
 }  // namespace sim

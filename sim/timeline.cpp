@@ -7,10 +7,8 @@
 namespace sim {
 namespace {
 
-constexpr std::int64_t kMaxMs = 31'536'000'000;
-
-constexpr std::array<std::string_view, 10> kKeys{"atMs",    "device", "set",  "clear", "drop",
-                                                 "restore", "burst",  "lose", "value", "count"};
+constexpr std::array<std::string_view, 10> kEventKeys{
+    "atMs", "device", "set", "clear", "drop", "restore", "burst", "lose", "value", "count"};
 
 /// The keys that choose what happens, in the order of `EventKind`.
 constexpr std::array<std::string_view, 6> kEventWords{"set",     "clear", "drop",
@@ -37,7 +35,7 @@ void refuseUnless(bool wanted, const Node& event, std::string_view key) {
 }
 
 Event readEvent(const Node& node, const Topology& topology, const PropertyDb& properties) {
-  requireObject(node, kKeys);
+  requireObject(node, kEventKeys);
   Event event;
   const Node* subject = nullptr;
   for (std::size_t i = 0; i < kEventWords.size(); ++i) {
@@ -82,7 +80,8 @@ Timeline readTimeline(const Node& node, const Topology& topology, const Property
   Timeline timeline;
   for (const Node& item : require(node, JsonType::array).items) {
     Event event = readEvent(item, topology, properties);
-    timeline.add(wholeOf(requireMember(item, "atMs"), 0, kMaxMs) * kMillisecond, std::move(event));
+    timeline.add(wholeOf(requireMember(item, "atMs"), 0, kMaxMomentMs) * kMillisecond,
+                 std::move(event));
   }
   return timeline;
 }

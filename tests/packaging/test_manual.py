@@ -62,7 +62,7 @@ NO_MESSAGE = r"""(?sx)
     \# include [^\n]* | // [^\n]*
     | BOARDCTL_LOG \( .*? \);
     | (?:printMissingWords|pthread_setname_np) \( .*? \);
-    | kUsage \s* = .*? ;
+    | k\w*Usage \s* = .*? ;
     | kHelp \s* = .*? ;
     | \.(?:usage|name) \s* = .*? ,\n
 """

@@ -1,13 +1,14 @@
 """The Debian packages of this machine's architecture and of the controller's, built from the files
 as they are now. The script that builds them fails on whatever lintian finds."""
 
+import gzip
 import os
 import pathlib
 import re
 import subprocess
 
 import pytest
-from conftest import ROOT, run
+from conftest import BUILD, ROOT, run
 from limits import HANG
 
 SKIP_WAIT = os.environ["BOARDCTL_SKIP_WAIT"]
@@ -122,6 +123,43 @@ def test_contents(packages):
     assert not [name for name in tool if ".so" in name]
     libraries = [name for name in contents(packages["boardctl-sim"]) if ".so" in name]
     assert libraries == ["./usr/lib/boardctl/sim/libdevmgr.so.0"]
+
+
+def files_below(folder):
+    return {
+        str(path.relative_to(folder)): path
+        for path in folder.rglob("*")
+        if path.is_file() and not path.is_symlink()
+    }
+
+
+def test_they_hold_the_files_of_this_build(packages, tmp_path):
+    """The packages are built elsewhere, from the archive and without git."""
+    built, packed = tmp_path / "built", tmp_path / "packed"
+    run("cmake", "--install", str(BUILD), "--prefix", str(built))
+    for package in packages.values():
+        run("dpkg-deb", "--extract", package, str(packed))
+    found = files_below(packed / "usr")
+    expected = files_below(built)
+    assert len(expected) > 30
+    for name, path in expected.items():
+        name = name.replace("zsh/site-functions", "zsh/vendor-completions")
+        content = path.read_bytes()
+        if content.startswith(b"\x7fELF"):
+            # Debug information is packaged apart, and is part of what the build's number is made of.
+            assert code(found[name], tmp_path) == code(path, tmp_path), name
+        elif name in found:
+            assert found[name].read_bytes() == content, name
+        else:
+            assert gzip.decompress(found[f"{name}.gz"].read_bytes()) == content, name
+
+
+def code(program, folder):
+    """What of a program is loaded into memory, but for the number of its build."""
+    image = folder / "image"
+    run("objcopy", "--strip-all", "--remove-section=.note.gnu.build-id",
+        "--remove-section=.gnu_debug*", str(program), str(image))  # fmt: skip
+    return image.read_bytes()
 
 
 def test_nothing_tells_the_loader_or_other_packages_of_the_simulated_board(packages, tmp_path):

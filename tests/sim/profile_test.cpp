@@ -14,7 +14,7 @@ Profile read(const std::string& text) {
   return readProfile(parseJson(text, "f"), board, properties);
 }
 
-std::string refusal(const std::string& text) {
+std::string profileRefusal(const std::string& text) {
   try {
     read(text);
   } catch (const FileError& error) {
@@ -24,11 +24,11 @@ std::string refusal(const std::string& text) {
 }
 
 std::string faultRefusal(const std::string& rule) {
-  return refusal("{\"faults\": [{" + rule + "}]}");
+  return profileRefusal("{\"faults\": [{" + rule + "}]}");
 }
 
 std::string eventRefusal(const std::string& event) {
-  return refusal("{\"timeline\": [{" + event + "}]}");
+  return profileRefusal("{\"timeline\": [{" + event + "}]}");
 }
 
 TEST(Profile, AnEmptyOneIsAReadyBoardWithoutFaults) {
@@ -60,19 +60,21 @@ TEST(Profile, ReadsEveryKey) {
 }
 
 TEST(Profile, RefusalsNameThePlaceAndTheReason) {
-  EXPECT_EQ(refusal(R"({"seed": -1})"), "f:1:10: /seed: -1 is not in 0..9223372036854775807");
-  EXPECT_EQ(refusal(R"({"clock": {}})"), "f:1:11: /clock: the key 'mode' is missing");
-  EXPECT_EQ(refusal(R"({"clock": {"mode": "steped"}})"),
+  EXPECT_EQ(profileRefusal(R"({"seed": -1})"),
+            "f:1:10: /seed: -1 is not in 0..9223372036854775807");
+  EXPECT_EQ(profileRefusal(R"({"clock": {}})"), "f:1:11: /clock: the key 'mode' is missing");
+  EXPECT_EQ(profileRefusal(R"({"clock": {"mode": "steped"}})"),
             "f:1:20: /clock/mode: 'steped' is not a clock mode; did you mean 'stepped'?");
-  EXPECT_EQ(refusal(R"({"clock": {"mode": "real", "rate": 2}})"),
+  EXPECT_EQ(profileRefusal(R"({"clock": {"mode": "real", "rate": 2}})"),
             "f:1:36: /clock/rate: only for mode 'scaled'");
-  EXPECT_EQ(refusal(R"({"clock": {"mode": "scaled", "rate": 0}})"),
+  EXPECT_EQ(profileRefusal(R"({"clock": {"mode": "scaled", "rate": 0}})"),
             "f:1:38: /clock/rate: not in 0.001..1000");
-  EXPECT_EQ(refusal(R"({"snapshot": {"periodMs": 5, "refreshMs": 6}})"),
+  EXPECT_EQ(profileRefusal(R"({"snapshot": {"periodMs": 5, "refreshMs": 6}})"),
             "f:1:14: /snapshot: a refresh takes longer than the period between two");
-  EXPECT_EQ(refusal(R"({"latencyMs": {"gpus": 5}})"),
+  EXPECT_EQ(profileRefusal(R"({"latencyMs": {"gpus": 5}})"),
             "f:1:24: /latencyMs/gpus: unknown key 'gpus'; did you mean 'gpu'?");
-  EXPECT_EQ(refusal(R"({"readyMs": 3600001})"), "f:1:13: /readyMs: 3600001 is not in 0..3600000");
+  EXPECT_EQ(profileRefusal(R"({"readyMs": 3600001})"),
+            "f:1:13: /readyMs: 3600001 is not in 0..3600000");
 }
 
 TEST(Profile, FaultsThatMeanNothingAreRefused) {

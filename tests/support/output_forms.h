@@ -16,4 +16,5 @@ inline constexpr CodeText kCodeTexts[] = {{31, "1f"},
                                           {INT32_MIN, "80000000"}};
 
 /// The time stamp of a log line, as a regular expression.
-inline constexpr const char* kStampPattern = R"(\[\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{9}\])";
+inline constexpr const char* kStampPattern =
+    R"(\[[0-9]{2}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{9}\])";

@@ -15,6 +15,12 @@
 using Calls = std::vector<std::string>;
 using Words = std::vector<std::string>;
 
+/// How a read of a property is recorded.
+inline std::string readCall(const std::string& name, int deviceId = 0, int accessMode = 0) {
+  return "DeviceGetData(" + std::to_string(deviceId) + ", \"" + name + "\", 0, 0, true, 10240, " +
+         std::to_string(accessMode) + ", 0)";
+}
+
 /// What one command did.
 struct Outcome {
   std::int32_t result;

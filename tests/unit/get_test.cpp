@@ -22,11 +22,6 @@ class GetTest : public CommandTest {
   }
 };
 
-std::string readCall(const std::string& name, int deviceId = 0, int accessMode = 0) {
-  return "DeviceGetData(" + std::to_string(deviceId) + ", \"" + name + "\", 0, 0, true, 10240, " +
-         std::to_string(accessMode) + ", 0)";
-}
-
 TEST_F(GetTest, ReadsOnePropertyFromTheSnapshot) {
   const Outcome outcome = run(getGpuData, {"gpu", "0", "gpu.a"});
   EXPECT_EQ(outcome.result, 0);

@@ -285,8 +285,8 @@ TEST_F(RawTest, LogsItsEntryEachDataByteAndEachGroupOfTheReply) {
     run(row.handler, row.words);
     const std::vector<std::string> lines = logLines();
     ASSERT_EQ(lines.size(), 1 + row.changes);
-    EXPECT_TRUE(matches(lines[0], R"(D\[tools/boardctl/raw\.cpp:\d+\]\[)" + std::string(row.name) +
-                                      R"(\]: Entry\(\)\.)"))
+    EXPECT_TRUE(matches(lines[0], R"(D\[tools/boardctl/raw\.cpp:[0-9]+\]\[)" +
+                                      std::string(row.name) + R"(\]: Entry\(\)\.)"))
         << lines[0];
     for (std::size_t i = 1; i < lines.size(); ++i) {
       SCOPED_TRACE(i);

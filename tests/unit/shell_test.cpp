@@ -64,10 +64,6 @@ class ShellTest : public CommandTest {
   }
 };
 
-std::string readCall(const std::string& name) {
-  return "DeviceGetData(0, \"" + name + "\", 0, 0, true, 10240, 0, 0)";
-}
-
 TEST_F(ShellTest, KnowsEachOfItsWords) {
   std::vector<std::string_view> words = {kShellHelp};
   for (const ShellCommand& command : kShellCommands) words.push_back(command.word);

@@ -12,7 +12,7 @@ namespace boardctl {
 namespace {
 
 /// A request of `set` or `clear`.
-struct Request {
+struct ChangeRequest {
   int deviceId;
   const std::string& property;
   std::int32_t value;  ///< `set` only
@@ -24,8 +24,8 @@ struct Change {
   std::string_view usage;
   const char* name;
   int entryLine;
-  void (*logRequest)(const Change&, const Request&);
-  std::int32_t (*apply)(const Request&);
+  void (*logRequest)(const Change&, const ChangeRequest&);
+  std::int32_t (*apply)(const ChangeRequest&);
   std::string_view failureText;
   std::string_view doneText;
 };
@@ -36,13 +36,13 @@ constexpr Change kSet = {
     .name = "setGpuData",
     .entryLine = kSetEntryLine,
     .logRequest =
-        [](const Change& change, const Request& request) {
+        [](const Change& change, const ChangeRequest& request) {
           BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: devId : %d, propName : %s, propValue : %d.\n",
                        __FILE__, kSetRequestLine, change.name, request.deviceId,
                        request.property.c_str(), request.value);
         },
     .apply =
-        [](const Request& request) {
+        [](const ChangeRequest& request) {
           return DeviceSetData(request.deviceId, request.property.c_str(), &request.value,
                                sizeof request.value, 0);
         },
@@ -56,12 +56,12 @@ constexpr Change kClear = {
     .name = "clearGpuData",
     .entryLine = kClearEntryLine,
     .logRequest =
-        [](const Change& change, const Request& request) {
+        [](const Change& change, const ChangeRequest& request) {
           BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__,
                        kClearRequestLine, change.name, request.deviceId, request.property.c_str());
         },
     .apply =
-        [](const Request& request) {
+        [](const ChangeRequest& request) {
           return DeviceClearData(request.deviceId, request.property.c_str(), 0);
         },
     .failureText = "Clear failed, rc = 0x",
@@ -75,8 +75,8 @@ std::int32_t changeProperty(const Change& change, const std::vector<std::string>
     return -1;
   }
   const std::string& property = words[1];
-  const Request request = {std::stoi(words[0]), property,
-                           change.wordsNeeded > 2 ? std::stoi(words[2]) : 0};
+  const ChangeRequest request = {std::stoi(words[0]), property,
+                                 change.wordsNeeded > 2 ? std::stoi(words[2]) : 0};
   change.logRequest(change, request);
 
   const Manager manager;

@@ -11,7 +11,7 @@
 namespace boardctl {
 namespace {
 
-constexpr std::string_view kUsage =
+constexpr std::string_view kGetUsage =
     "get <deviceType> <deviceId> <propName> [accMode=0]\n"
     " deviceType: gpu, korswitch, fpga, hsc, pcieretimer, pcieswitch, pciegen4sw, pcbTemp, "
     "inletTemp, outputhsc, standbyhsc, baseboard, altPressureSensor, korlinkBridgeConn, sysvr5v, "
@@ -40,7 +40,7 @@ std::int32_t getGpuData(std::vector<std::string> words) {
   constexpr const char* kName = "getGpuData";
   BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: Entry().\n", __FILE__, kGetEntryLine, kName);
   if (words.size() < 3) {
-    printMissingWords(kUsage);
+    printMissingWords(kGetUsage);
     return -1;
   }
   const int deviceType = getDeviceType(words[0]);

@@ -7,7 +7,7 @@
 namespace boardctl {
 namespace {
 
-constexpr std::string_view kUsage =
+constexpr std::string_view kListUsage =
     "list <DeviceType> gpu, baseboard, korswitch, fpga, hsc, pcieretimer, pcieswitch, pciegen4sw, "
     "pcbTemp, inletTemp, outputhsc, standbyhsc, altPressureSensor, sysvr5v, sysvr3v3, sysvr1v8, "
     "sysvr0v9, llc_ab_mps, llc_cd_mps, korlinkBridgeConn, hmc, moduleTemp, cpu, all";
@@ -20,7 +20,7 @@ std::int32_t listGpuProperties(std::vector<std::string> words) {
   const Manager manager;
   manager.start(kStartForList);
   if (words.empty()) {
-    printMissingWords(kUsage);
+    printMissingWords(kListUsage);
     return -1;
   }
 

@@ -17,7 +17,7 @@ namespace {
 
 using Words = std::vector<unsigned int>;
 
-struct Request {
+struct RawRequest {
   std::string device;
   int deviceId = 0;
   std::vector<int> numbers;  ///< the numeric words between the device id and the data bytes
@@ -34,15 +34,15 @@ struct RawCommand {
   std::size_t wordsNeeded;
   std::size_t numbers;
   bool (*isOffered)(const Postbox&);
-  void (*printHeader)(const Request&);
-  std::int32_t (*send)(const Postbox&, const Request&, Reply&);
+  void (*printHeader)(const RawRequest&);
+  std::int32_t (*send)(const Postbox&, const RawRequest&, Reply&);
   std::string_view failureText;
   bool printsReplyAfterFailure;
 };
 
 unsigned char lowByte(int value) { return static_cast<unsigned char>(value & 0xFF); }
 
-void printRegisterHeader(const Request& request) {
+void printRegisterHeader(const RawRequest& request) {
   printFormat(
       "%s devId : %d, opcode : 0x%x arg1 : 0x%x arg2 : 0x%x dataRegister : 0x%08x "
       "extendedDataRegister : 0x%08x\n",
@@ -51,7 +51,7 @@ void printRegisterHeader(const Request& request) {
       request.data[0], request.data[1]);
 }
 
-void printAsyncHeader(const Request& request) {
+void printAsyncHeader(const RawRequest& request) {
   printFormat("%s devId : %d, opcode : 0x%x arg1 : 0x%x arg2 : 0x%x : dataOutSize : %d ",
               request.device.c_str(), request.deviceId, static_cast<unsigned>(request.numbers[1]),
               static_cast<unsigned>(request.numbers[2]), static_cast<unsigned>(request.numbers[3]),
@@ -69,7 +69,7 @@ constexpr RawCommand kRaw = {
     .isOffered = [](const Postbox& postbox) { return postbox.list != nullptr; },
     .printHeader = printRegisterHeader,
     .send =
-        [](const Postbox& postbox, const Request& request, Reply& reply) {
+        [](const Postbox& postbox, const RawRequest& request, Reply& reply) {
           reply.resize(1);
           return postbox.list(request.deviceId, lowByte(request.numbers[0]),
                               lowByte(request.numbers[1]), lowByte(request.numbers[2]),
@@ -87,7 +87,7 @@ constexpr RawCommand kRawSync = {
     .isOffered = [](const Postbox& postbox) { return postbox.sync != nullptr; },
     .printHeader = printRegisterHeader,
     .send =
-        [](const Postbox& postbox, const Request& request, Reply& reply) {
+        [](const Postbox& postbox, const RawRequest& request, Reply& reply) {
           reply.assign(3, Words(1));
           return postbox.sync(request.deviceId, lowByte(request.numbers[0]),
                               lowByte(request.numbers[1]), lowByte(request.numbers[2]),
@@ -107,7 +107,7 @@ constexpr RawCommand kRawAsync = {
     .printHeader = printAsyncHeader,
     // Only the third number reaches the library's request byte; the first is the reply's size.
     .send =
-        [](const Postbox& postbox, const Request& request, Reply& reply) {
+        [](const Postbox& postbox, const RawRequest& request, Reply& reply) {
           reply.assign(2, Words(1));
           reply.emplace_back();
           return postbox.async(request.deviceId, lowByte(request.numbers[2]), request.data,
@@ -135,8 +135,8 @@ Words packBytes(const std::vector<std::uint8_t>& bytes) {
   return words;
 }
 
-Request parseRequest(const RawCommand& command, const std::vector<std::string>& words) {
-  Request request;
+RawRequest parseRequest(const RawCommand& command, const std::vector<std::string>& words) {
+  RawRequest request;
   request.device = words[0];
   request.deviceId = parseNumericArg(words[1]);
   const std::size_t firstByte = 2 + command.numbers;
@@ -180,7 +180,7 @@ std::int32_t sendRaw(const RawCommand& command, const std::vector<std::string>& 
         {"Unknown device [", words[0].c_str(), "] - supported devices - [gpu, korswitch, fpga]\n"});
     return -1;
   }
-  const Request request = parseRequest(command, words);
+  const RawRequest request = parseRequest(command, words);
 
   const Manager manager;
   if (const std::int32_t result = manager.start(kStartForRaw); result != 0) return result;
