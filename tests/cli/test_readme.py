@@ -45,8 +45,8 @@ def test_the_session_is_a_real_one(boardctl):
     assert boardctl(*command.split()[1:], stdin=typed) == (expected, "", 0)
 
 
-def test_the_line_with_rlwrap_completes_after_the_demo(tmp_path, boardctl):
-    command, _ = console("rlwrap")
+def test_the_line_with_the_launcher_completes_after_the_demo(tmp_path, boardctl):
+    command, _ = console("boardctl-shell")
     examples = tmp_path / "examples"
     examples.mkdir()
     (examples / "oob_manifest.json").symlink_to(ROOT / "examples/oob_manifest.json")
@@ -62,7 +62,7 @@ def test_the_line_with_rlwrap_completes_after_the_demo(tmp_path, boardctl):
     wrapped.read_until("> ")
     wrapped.type("get gpu 0 gpu.power.limit.to\t\r")
     wrapped.read_until("Device[gpu0](gpu.power.limit.total) 500")
-    wrapped.type("quit\r")
+    wrapped.type("\x04quit\r")
     assert wrapped.process.wait(timeout=HANG) == 0
     wrapped.close()
 

@@ -106,6 +106,20 @@ def test_the_documents_are_in_one_package(packages):
     assert field(packages["boardctl-doc"], "Architecture") == "all"
 
 
+def test_the_links_of_the_documents_lead_to_files_of_their_package(packages, tmp_path):
+    run("dpkg-deb", "--extract", packages["boardctl-doc"], str(tmp_path))
+    documents = sorted((tmp_path / "usr/share/doc").rglob("*.md"))
+    links = [
+        (document, link)
+        for document in documents
+        for link in re.findall(r"\]\(([^)#:]+\.\w+)(?:#.*?)?\)", document.read_text())
+        if "/" in link or link.endswith((".md", ".svg"))
+    ]
+    assert len(links) > 10
+    for document, link in links:
+        assert (document.parent / link).exists(), (document.name, link)
+
+
 def test_contents(packages):
     tool = contents(packages["boardctl"])
     for name in (
