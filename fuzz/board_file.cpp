@@ -6,85 +6,86 @@
 namespace fuzz {
 namespace {
 
-/// What the manager does with one request, without its clock and its thread.
-template <typename Body>
-void request(sim::Board& board, sim::Call call, int deviceId, sim::Time now, Body body) {
-  if (board.resolve(call, deviceId) != sim::kOk) return;
-  sim::CallFacts facts{call.operation, call.device, "", call.accessMode, now};
-  if (call.property) facts.property = board.world().properties().at(*call.property).name;
-  if (const auto hit = board.faults().strike(facts)) board.suffer(hit->effect, call, now);
-  sim::Time when = 0;
-  if (board.reach(call, now, when) == sim::kOk) body(call, when);
-}
+/// Time stands still for the calls of one moment, and what hangs is stopped at once.
+class Moment : public sim::Waiter {
+ public:
+  explicit Moment(sim::Time now) : now_(now) {}
+  [[nodiscard]] sim::Time now() const override { return now_; }
+  bool elapse(sim::Time /*span*/) override { return true; }
+  void hang() override {}
 
-sim::Call callFor(sim::Operation operation, const sim::Property& property) {
+ private:
+  sim::Time now_;
+};
+
+sim::Call callFor(sim::Operation operation, const sim::Property& property, int deviceId) {
   sim::Call call;
   call.operation = operation;
+  call.deviceId = deviceId;
   call.name = property.name;
   return call;
 }
 
-void useProperty(sim::Board& board, const sim::Property& property, int deviceId, sim::Time now) {
+void useProperty(sim::Board& board, const sim::Property& property, int deviceId, Moment& moment) {
   for (const int mode : {0, 1}) {
-    sim::Call call = callFor(sim::Operation::get, property);
+    sim::Call call = callFor(sim::Operation::get, property, deviceId);
     call.accessMode = mode;
-    request(board, call, deviceId, now, [&](const sim::Call& resolved, sim::Time when) {
-      std::string text;
-      board.read(resolved, when, text);
-    });
+    board.execute(call, moment);
   }
   if (property.writable) {
-    request(board, callFor(sim::Operation::set, property), deviceId, now,
-            [&](const sim::Call& resolved, sim::Time) {
-              const sim::Micro number = now % 2 == 0 ? property.low : property.high;
-              board.write(resolved, now, static_cast<std::int32_t>(number / sim::kUnit));
-            });
+    sim::Call call = callFor(sim::Operation::set, property, deviceId);
+    const sim::Fixed number = moment.now() % 2 == 0 ? property.low : property.high;
+    call.value = static_cast<std::int32_t>(number / sim::kOne);
+    board.execute(call, moment);
   }
-  if (property.clearable && now >= sim::kSecond) {
-    request(board, callFor(sim::Operation::clear, property), deviceId, now,
-            [&](const sim::Call& resolved, sim::Time) { board.clear(resolved, now); });
+  if (property.clearable && moment.now() >= sim::kSecond) {
+    sim::Call call = callFor(sim::Operation::clear, property, deviceId);
+    board.execute(call, moment);
   }
 }
 
-void usePostbox(sim::Board& board, sim::Device device, sim::Time now) {
+void usePostbox(sim::Board& board, sim::Device device, Moment& moment) {
   if (device.kind > 2) return;
   for (std::uint8_t opcode = 0; opcode < 0x14; ++opcode) {
     for (std::uint8_t argument = 0; argument < 2; ++argument) {
-      const sim::MailboxRequest asked{device, opcode, argument, 0, argument, 0};
-      sim::MailboxReply reply;
-      board.request(asked, now, reply);
-      board.asyncRequest(asked, now, reply);
+      for (const auto operation : {sim::Operation::rawSyncCmd, sim::Operation::rawAsyncCmd}) {
+        sim::Call call;
+        call.operation = operation;
+        call.device = device;
+        call.postbox = {device, opcode, argument, 0, argument, 0, {}};
+        board.execute(call, moment);
+      }
     }
   }
 }
 
 }  // namespace
 
-void live(sim::Topology topology, sim::PropertyDb properties, sim::Profile profile) {
-  static const char* const kListened[] = {"GPUGetPowerConsumptionV2", "GPUGetVendorIdV2"};
+void runBoard(sim::Topology topology, sim::PropertyDb properties, sim::Profile profile) {
+  static const char* const kSubscribed[] = {"GPUGetPowerConsumptionV2", "GPUGetVendorIdV2"};
   sim::Board board(std::move(topology), std::move(properties), std::move(profile));
   for (const sim::Time now :
        {sim::Time{0}, sim::kMillisecond, 2 * sim::kSecond + 1, 120 * sim::kSecond}) {
     board.advance(now);
-    for (const char* const name : kListened) {
+    Moment moment(now);
+    for (const char* const name : kSubscribed) {
       sim::Call call;
       call.operation = sim::Operation::setCallback;
       call.name = name;
-      request(board, call, 0, now, [&](const sim::Call& resolved, sim::Time) {
-        board.listen(resolved, now, [](auto...) {});
-      });
+      call.callback = [](auto...) {};
+      board.execute(call, moment);
     }
     for (sim::KindIndex kind = 0; kind < static_cast<sim::KindIndex>(kDeviceKinds.size()); ++kind) {
-      const int count = board.world().topology().countOf(kind);
+      const int count = board.state().topology().countOf(kind);
       if (count == 0) continue;
       for (const int id : std::set{0, count - 1}) {
-        for (const sim::PropertyIndex index : board.world().properties().ofKind(kind)) {
-          useProperty(board, board.world().properties().at(index), id, now);
+        for (const sim::PropertyIndex index : board.state().properties().ofKind(kind)) {
+          useProperty(board, board.state().properties().at(index), id, moment);
         }
-        usePostbox(board, {kind, id}, now);
+        usePostbox(board, {kind, id}, moment);
       }
     }
-    while (board.updates().take()) {
+    while (board.subscriptions().take()) {
     }
   }
 }

@@ -1,14 +1,12 @@
 #include "fuzz/board_file.h"
-#include "sim/property_db.h"
-#include "sim/topology.h"
 
 /// The simulated board's properties file, on the built-in manifest.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Document builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
-  static const sim::Topology board =
-      sim::readTopology(sim::parseJson(sim::kBuiltinManifest, "builtin"));
+  static const sim::Document manifest = sim::parseJson(sim::kBuiltinManifest, "builtin");
+  static const sim::Topology board = sim::readTopology(manifest);
   fuzz::readBoardFile(data, size, [](const sim::Node& document) {
-    fuzz::live(board, sim::readProperties(document, board, builtin), sim::Profile());
+    fuzz::runBoard(board, sim::readProperties(document, builtin, manifest, board), sim::Profile());
   });
   return 0;
 }

@@ -15,7 +15,17 @@ INCLUDES = {
     "catalogue": {"catalogue"},
     "cli": {"cli"},
     "logging": {"devmgr", "logging"},
-    "sim": {"sim", "devmgr", "catalogue"},
+    "sim/base": {"sim/base", "devmgr"},
+    "sim/board": {"sim/base", "sim/board", "devmgr", "catalogue"},
+    "sim/config": {"sim/base", "sim/board", "sim/config", "devmgr", "catalogue"},
+    "sim/library": {
+        "sim/base",
+        "sim/board",
+        "sim/config",
+        "sim/library",
+        "devmgr",
+        "catalogue",
+    },
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
     "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
 }
@@ -42,6 +52,21 @@ def test_a_folder_includes_only_what_lies_below_it(folder):
     for path in files:
         for include in re.findall(r'^#include "(.*)/[^/"]+"', path.read_text(), re.MULTILINE):
             assert include in INCLUDES[folder], f"{path}: {include}"
+
+
+def test_the_model_of_the_simulated_board_knows_no_json():
+    seen, waiting = set(), sorted((ROOT / "sim/board").glob("*.h"))
+    assert waiting
+    while waiting:
+        header = waiting.pop()
+        seen.add(header)
+        for quoted, system in re.findall(
+            r'^#include (?:"(.*)"|<(.*)>)', header.read_text(), re.MULTILINE
+        ):
+            assert "json" not in quoted + system, f"{header}: {quoted}{system}"
+            if quoted and ROOT / quoted not in seen:
+                waiting.append(ROOT / quoted)
+    assert ROOT / "sim/base/kinds.h" in seen, "headers are followed"
 
 
 @once

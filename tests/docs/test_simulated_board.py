@@ -61,7 +61,7 @@ def test_the_guide_has_commands():
 
 
 def test_the_codes_are_those_of_the_source():
-    source = (ROOT / "sim/codes.h").read_text()
+    source = (ROOT / "sim/base/codes.h").read_text()
     values = dict(re.findall(r"(k\w+) = (\d+),", source))
     known = {
         (values[constant], name, meaning)

@@ -141,7 +141,7 @@ def test_list_does_not_wait(tmp_path):
 
 
 def test_the_simulated_boards_codes_are_those_of_the_source():
-    source = (ROOT / "sim/codes.h").read_text()
+    source = (ROOT / "sim/base/codes.h").read_text()
     values = {name: int(value) for name, value in re.findall(r"(k\w+) = (\d+),", source)}
     rows = re.findall(r'CodeInfo\{(k\w+),\s*"(\w+)",\s*"([^"]+)"', source)
     assert len(rows) == len(values)

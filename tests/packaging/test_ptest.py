@@ -45,7 +45,7 @@ def test_every_test_passes(image):
 
 
 def replace_programs(image, script):
-    for name in "boardctl_unit_tests", "sim_unit_tests", "sim_selftest":
+    for name in "boardctl_unit_tests", "sim_board_tests", "sim_unit_tests", "sim_selftest":
         (program,) = image.glob(f"lib/**/{name}")
         program.write_text(f"#!/bin/sh\n{script}\n")
 
@@ -73,4 +73,4 @@ def test_a_skipped_unit_test_is_named(image):
         folder.mkdir()
     status, lines = run_ptest(image)
     assert status == 0
-    assert lines.count("SKIP: Threads.AreCounted") == 3
+    assert lines.count("SKIP: Threads.AreCounted") == 4

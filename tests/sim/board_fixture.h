@@ -15,7 +15,7 @@
 #include "devmgr/manager.h"
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
-#include "sim/codes.h"
+#include "sim/base/codes.h"
 
 /// Whether the test runs under user-mode emulation.
 constexpr bool isEmulated() { return BOARDCTL_EMULATED != 0; }

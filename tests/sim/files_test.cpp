@@ -3,15 +3,14 @@
 
 #include <fstream>
 
-#include "sim/builtin.h"
-#include "sim/property_db.h"
-#include "sim/topology.h"
+#include "sim/config/readers.h"
+#include "sim/library/builtin.h"
 
 namespace sim {
 namespace {
 
 template <class Read>
-std::string refusal(Read read) {
+std::string rejection(Read read) {
   try {
     read();
   } catch (const FileError& error) {
@@ -20,29 +19,34 @@ std::string refusal(Read read) {
   return "accepted";
 }
 
-std::string jsonRefusal(std::string_view text) {
-  return refusal([&] { parseJson(text, "f.json"); });
+std::string jsonRejection(std::string_view text) {
+  return rejection([&] { parseJson(text, "f.json"); });
 }
 
-std::string manifestRefusal(std::string_view text) {
-  return refusal([&] { readTopology(parseJson(text, "m.json")); });
-}
-
-std::string propertiesRefusal(std::string_view text) {
-  return refusal([&] {
-    const Topology board = readTopology(parseJson(kBuiltinManifest, "m.json"));
-    readProperties(parseJson(text, "p.json"), board, parseJson(kBuiltinProperties, "b.json"));
+std::string manifestRejection(std::string_view text) {
+  return rejection([&] {
+    const Document manifest = parseJson(text, "m.json");
+    readTopology(manifest);
   });
 }
 
-std::string propertyRefusal(const std::string& definition) {
-  return propertiesRefusal(R"({"properties": {"gpu.x": )" + definition + "}}");
+std::string propertiesRejection(std::string_view text) {
+  return rejection([&] {
+    const Document manifest = parseJson(kBuiltinManifest, "m.json");
+    const Document document = parseJson(text, "p.json");
+    const Document builtin = parseJson(kBuiltinProperties, "b.json");
+    readProperties(document, builtin, manifest, readTopology(manifest));
+  });
+}
+
+std::string propertyRejection(const std::string& definition) {
+  return propertiesRejection(R"({"properties": {"gpu.x": )" + definition + "}}");
 }
 
 TEST(Json, EveryValueKnowsItsPlace) {
   const Document root =
       parseJson("{\n  \"a\": [1, -2.50,\n  {\"b/~\":\ttrue}],\n\"c\" : \"x\\ny\" }", "f");
-  const auto place = [](const Node& node) { return refusal([&] { node.refuse("here"); }); };
+  const auto place = [](const Node& node) { return rejection([&] { node.reject("here"); }); };
   const Node& a = *root.find("a");
   const Node& b = a.items[2].items[0];
   EXPECT_EQ(place(root), "f:1:1: here");
@@ -69,39 +73,39 @@ TEST(Json, AStringKeepsItsTextWhateverStandsInIt) {
 }
 
 TEST(Json, MalformedTextIsQuotedAsItIs) {
-  EXPECT_EQ(jsonRefusal("[\"some  text\"\n    x"),
+  EXPECT_EQ(jsonRejection("[\"some  text\"\n    x"),
             "f.json:2:5: not JSON: array - invalid literal; "
             "last read: '\"some  text\"<U+000A>    x'; expected ']'");
 }
 
 TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
-  EXPECT_TRUE(jsonRefusal("").starts_with("f.json:1:1: not JSON: "));
-  EXPECT_TRUE(jsonRefusal("{\"a\": 1,\n  }").starts_with("f.json:2:3: not JSON: "));
-  EXPECT_TRUE(jsonRefusal("[1, 2").starts_with("f.json:1:6: not JSON: "));
-  EXPECT_TRUE(jsonRefusal("{\"a\": tru}").starts_with("f.json:1:7: not JSON: "));
-  EXPECT_TRUE(jsonRefusal("[1] x").starts_with("f.json:1:5: not JSON: "));
-  EXPECT_TRUE(jsonRefusal("[1e999]").starts_with("f.json:1:2: not JSON: "));
-  EXPECT_EQ(jsonRefusal("{\"a\": 1, \"a\": 2}"), "f.json:1:10: /a: the key is given twice");
+  EXPECT_TRUE(jsonRejection("").starts_with("f.json:1:1: not JSON: "));
+  EXPECT_TRUE(jsonRejection("{\"a\": 1,\n  }").starts_with("f.json:2:3: not JSON: "));
+  EXPECT_TRUE(jsonRejection("[1, 2").starts_with("f.json:1:6: not JSON: "));
+  EXPECT_TRUE(jsonRejection("{\"a\": tru}").starts_with("f.json:1:7: not JSON: "));
+  EXPECT_TRUE(jsonRejection("[1] x").starts_with("f.json:1:5: not JSON: "));
+  EXPECT_TRUE(jsonRejection("[1e999]").starts_with("f.json:1:2: not JSON: "));
+  EXPECT_EQ(jsonRejection("{\"a\": 1, \"a\": 2}"), "f.json:1:10: /a: duplicate key");
   EXPECT_EQ(
-      jsonRefusal(std::string(40, '[')), "f.json:1:33: " + [] {
+      jsonRejection(std::string(40, '[')), "f.json:1:33: " + [] {
         std::string pointer;
         for (int i = 0; i < 32; ++i) pointer += "/0";
         return pointer;
       }() + ": nested too deeply");
-  EXPECT_LT(jsonRefusal("[\"" + std::string(5000, 'x')).size(), 250U);
-  EXPECT_EQ(jsonRefusal(R"({"a\nb": 1, "a\nb": 2})"), "f.json:1:13: /a?b: the key is given twice");
+  EXPECT_LT(jsonRejection("[\"" + std::string(5000, 'x')).size(), 250U);
+  EXPECT_EQ(jsonRejection(R"({"a\nb": 1, "a\nb": 2})"), "f.json:1:13: /a?b: duplicate key");
   for (const char* text : {"{", "[", "\"", "{\"a\"", "\x01", "{\"\n\": 1}", "[\"\xff\"]"}) {
     SCOPED_TRACE(text);
-    const std::string why = jsonRefusal(text);
+    const std::string why = jsonRejection(text);
     EXPECT_NE(why, "accepted");
     EXPECT_EQ(why.find('\n'), std::string::npos) << why;
   }
 }
 
 TEST(Json, AFileThatCannotBeReadIsNamed) {
-  EXPECT_EQ(refusal([] { readJsonFile("/nowhere/x.json"); }),
+  EXPECT_EQ(rejection([] { readJsonFile("/nowhere/x.json"); }),
             "/nowhere/x.json: cannot be opened: No such file or directory");
-  EXPECT_EQ(refusal([] { readJsonFile("/"); }), "/: cannot be read: Is a directory");
+  EXPECT_EQ(rejection([] { readJsonFile("/"); }), "/: cannot be read: Is a directory");
 }
 
 TEST(Json, ATwinIsFoundAmongManyMembers) {
@@ -110,9 +114,8 @@ TEST(Json, ATwinIsFoundAmongManyMembers) {
       std::string text = "{";
       for (int i = 0; i < members; ++i) text += "\"m" + std::to_string(i) + "\": {},\n";
       const std::string name = 'm' + std::to_string(twin);
-      EXPECT_EQ(
-          jsonRefusal(text + '"' + name + "\": {}}"),
-          "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": the key is given twice")
+      EXPECT_EQ(jsonRejection(text + '"' + name + "\": {}}"),
+                "f.json:" + std::to_string(members + 1) + ":1: /" + name + ": duplicate key")
           << members;
     }
   }
@@ -126,7 +129,8 @@ TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
   close(ends[1]);
   EXPECT_EQ(readJsonFile("/dev/fd/" + std::to_string(ends[0])).text.size(), 10'000U);
   close(ends[0]);
-  EXPECT_TRUE(refusal([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
+  EXPECT_TRUE(
+      rejection([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
 }
 
 TEST(Json, AFileHoldsFourMebibytesAtMost) {
@@ -134,89 +138,91 @@ TEST(Json, AFileHoldsFourMebibytesAtMost) {
   std::ofstream(file) << std::string((4U << 20U) - 1, ' ') << '1';
   EXPECT_EQ(readJsonFile(file).text, "1");
   std::ofstream(file, std::ios::app) << ' ';
-  EXPECT_EQ(refusal([&] { readJsonFile(file); }), file + ": larger than 4 MiB");
+  EXPECT_EQ(rejection([&] { readJsonFile(file); }), file + ": larger than 4 MiB");
   unlink(file.c_str());
 }
 
-TEST(Manifest, RefusalsNameThePlaceAndTheReason) {
-  EXPECT_EQ(manifestRefusal("[]"), "m.json:1:1: expected an object, found an array");
-  EXPECT_EQ(manifestRefusal(R"({"devices": {}})"), "m.json:1:1: the key 'board' is missing");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b"})"), "m.json:1:1: the key 'devices' is missing");
-  EXPECT_EQ(manifestRefusal(R"({"board": 3, "devices": {}})"),
+TEST(Manifest, RejectionsNameThePlaceAndTheReason) {
+  EXPECT_EQ(manifestRejection("[]"), "m.json:1:1: expected an object, found an array");
+  EXPECT_EQ(manifestRejection(R"({"devices": {}})"), "m.json:1:1: the key 'board' is missing");
+  EXPECT_EQ(manifestRejection(R"({"board": "b"})"), "m.json:1:1: the key 'devices' is missing");
+  EXPECT_EQ(manifestRejection(R"({"board": 3, "devices": {}})"),
             "m.json:1:11: /board: expected a string, found a number");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": 256}})"),
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": 256}})"),
             "m.json:1:35: /devices/gpu: 256 is not in 0..255");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": -1}})"),
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": -1}})"),
             "m.json:1:35: /devices/gpu: -1 is not in 0..255");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpu": 1.0}})"),
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": 1.0}})"),
             "m.json:1:35: /devices/gpu: expected a whole number, found 1.0");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b", "devices": {"gpus": 8}})"),
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpus": 8}})"),
             "m.json:1:36: /devices/gpus: unknown key 'gpus'; did you mean 'gpu'?");
-  EXPECT_EQ(manifestRefusal(R"({"board": "b", "device": {}})"),
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "device": {}})"),
             "m.json:1:26: /device: unknown key 'device'; did you mean 'devices'?");
-  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":1},"overrides":{"gpu1":{}}})"),
+  EXPECT_EQ(manifestRejection(R"({"board":"b","devices":{"gpu":1},"overrides":{"gpu1":{}}})"),
             "m.json:1:54: /overrides/gpu1: the board has no gpu1");
-  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":0}})"), "accepted");
-  EXPECT_EQ(manifestRefusal(R"({"board":"b","devices":{"gpu":255}})"), "accepted");
+  EXPECT_EQ(manifestRejection(R"({"board":"b","devices":{"gpu":0}})"), "accepted");
+  EXPECT_EQ(manifestRejection(R"({"board":"b","devices":{"gpu":255}})"), "accepted");
 }
 
-TEST(Properties, RefusalsNameThePlaceAndTheReason) {
-  EXPECT_EQ(propertiesRefusal("{}"), "p.json:1:1: the key 'properties' is missing");
-  EXPECT_EQ(propertiesRefusal(R"({"properties": {"gpux.a": 1}})"),
+TEST(Properties, RejectionsNameThePlaceAndTheReason) {
+  EXPECT_EQ(propertiesRejection("{}"), "p.json:1:1: the key 'properties' is missing");
+  EXPECT_EQ(propertiesRejection(R"({"properties": {"gpux.a": 1}})"),
             "p.json:1:27: /properties/gpux.a: 'gpux' is not a device kind; did you mean 'gpu'?");
-  EXPECT_EQ(propertiesRefusal(R"({"extends": "builtn", "properties": {}})"),
+  EXPECT_EQ(propertiesRejection(R"({"extends": "builtn", "properties": {}})"),
             "p.json:1:13: /extends: 'builtn' is not a database to extend; did you mean 'builtin'?");
   const std::string at = "p.json:1:26: /properties/gpu.x: ";
-  EXPECT_EQ(propertyRefusal("true"), at + "expected a number, found true or false");
-  EXPECT_EQ(propertyRefusal("1e3"), at + "1e3 is not a plain number of at most 13 digits and 6 "
-                                         "more after the point");
-  EXPECT_EQ(propertyRefusal(R"({"unit": "W"})"),
+  EXPECT_EQ(propertyRejection("true"), at + "expected a number, found true or false");
+  EXPECT_EQ(propertyRejection("1e3"), at + "1e3 is not a plain number of at most 13 digits and 6 "
+                                           "more after the point");
+  EXPECT_EQ(propertyRejection(R"({"unit": "W"})"),
             at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
                  "missing");
-  EXPECT_EQ(propertyRefusal(R"({"value": 1, "counter": 1})"),
-            at + "'value' and 'counter' exclude each other");
-  EXPECT_EQ(propertyRefusal(R"({"value": 1, "perSecond": 1})"),
-            "p.json:1:52: /properties/gpu.x/perSecond: 'perSecond' does not go with 'value'");
-  EXPECT_EQ(propertyRefusal(R"({"walk": [5, 1]})"),
-            "p.json:1:35: /properties/gpu.x/walk: the lowest number comes first");
-  EXPECT_EQ(propertyRefusal(R"({"walk": [0, 100000000]})"), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "counter": 1})"),
+            at + "'value' and 'counter' cannot be combined");
+  EXPECT_EQ(
+      propertyRejection(R"({"value": 1, "perSecond": 1})"),
+      "p.json:1:52: /properties/gpu.x/perSecond: 'perSecond' cannot be combined with 'value'");
+  EXPECT_EQ(propertyRejection(R"({"walk": [5, 1]})"),
+            "p.json:1:35: /properties/gpu.x/walk: the bounds are in the wrong order");
+  EXPECT_EQ(propertyRejection(R"({"walk": [0, 100000000]})"), "accepted");
   for (const char* walk :
        {R"({"walk": [0, 100000001]})", R"({"walk": [-9000000000000, 9000000000000]})"}) {
     SCOPED_TRACE(walk);
-    EXPECT_EQ(propertyRefusal(walk),
-              "p.json:1:35: /properties/gpu.x/walk: a walk spans at most 100000000");
+    EXPECT_EQ(propertyRejection(walk),
+              "p.json:1:35: /properties/gpu.x/walk: a walk may span at most 100000000");
   }
-  EXPECT_EQ(propertyRefusal(R"({"walc": [1, 5]})"),
+  EXPECT_EQ(propertyRejection(R"({"walc": [1, 5]})"),
             "p.json:1:35: /properties/gpu.x/walc: unknown key 'walc'; did you mean 'walk'?");
-  EXPECT_EQ(propertyRefusal(R"({"sum": "gpu.y"})"),
+  EXPECT_EQ(propertyRejection(R"({"sum": "gpu.y"})"),
             "p.json:1:34: /properties/gpu.x/sum: no property is named 'gpu.y'; did you mean "
             "'gpu.x'?");
-  EXPECT_EQ(propertyRefusal(R"({"sum": "gpu.x"})"), at + "the value is computed from itself");
-  EXPECT_EQ(propertyRefusal(R"({"serial": "abc"})"),
+  EXPECT_EQ(propertyRejection(R"({"sum": "gpu.x"})"), at + "the value is computed from itself");
+  EXPECT_EQ(propertyRejection(R"({"serial": "abc"})"),
             "p.json:1:37: /properties/gpu.x/serial: a serial needs a run of '#' for its number");
-  EXPECT_EQ(propertyRefusal(R"({"page": 1, "of": "r"})"),
+  EXPECT_EQ(propertyRejection(R"({"page": 1, "of": "r"})"),
             "p.json:1:44: /properties/gpu.x/of: no record is named 'r'");
-  EXPECT_EQ(propertyRefusal(R"({"value": "t", "access": "rw"})"),
+  EXPECT_EQ(propertyRejection(R"({"value": "t", "access": "rw"})"),
             "p.json:1:51: /properties/gpu.x/access: only numbers of the forms value, counter and "
             "walk can be written or cleared");
-  EXPECT_EQ(propertyRefusal(R"({"value": 1, "access": "rx"})"),
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "access": "rx"})"),
             "p.json:1:49: /properties/gpu.x/access: expected letters of 'rwc', each at most once");
-  EXPECT_EQ(propertyRefusal(R"({"value": 1, "hex": 4, "precision": 1})"),
-            at + "'precision', 'hex' and 'names' exclude each other");
-  EXPECT_EQ(propertyRefusal(R"({"integral": "fpga.y"}, "fpga.y": 1)"),
-            at + "an integral is over a property of the same device");
-  EXPECT_EQ(propertyRefusal(R"({"integral": "gpu.y"}, "gpu.y": {"integral": "gpu.z"}, "gpu.z": 1)"),
-            at + "an integral is not computed from another one");
-  EXPECT_EQ(propertyRefusal(R"({"integral": "gpu.y"}, "gpu.y": {"sum": ["gpu.z", "gpu.e"]},)"
-                            R"("gpu.z": 1, "gpu.e": {"integral": "gpu.z"})"),
-            at + "an integral is not computed from another one");
-  EXPECT_EQ(propertyRefusal(R"({"sum": ["gpu.y", "gpu.y"]}, "gpu.y": {"integral": "gpu.z"},)"
-                            R"("gpu.z": 1)"),
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "hex": 4, "precision": 1})"),
+            at + "'precision', 'hex' and 'names' cannot be combined");
+  EXPECT_EQ(propertyRejection(R"({"integral": "fpga.y"}, "fpga.y": 1)"),
+            at + "an integral needs a property of the same device");
+  EXPECT_EQ(
+      propertyRejection(R"({"integral": "gpu.y"}, "gpu.y": {"integral": "gpu.z"}, "gpu.z": 1)"),
+      at + "an integral cannot be computed from another one");
+  EXPECT_EQ(propertyRejection(R"({"integral": "gpu.y"}, "gpu.y": {"sum": ["gpu.z", "gpu.e"]},)"
+                              R"("gpu.z": 1, "gpu.e": {"integral": "gpu.z"})"),
+            at + "an integral cannot be computed from another one");
+  EXPECT_EQ(propertyRejection(R"({"sum": ["gpu.y", "gpu.y"]}, "gpu.y": {"integral": "gpu.z"},)"
+                              R"("gpu.z": 1)"),
             "accepted");
-  EXPECT_EQ(propertiesRefusal(R"({"records": {"r": {"entriesPerPage": 1, "entries":)"
-                              R"([{"integral": "gpu.x"}]}}, "properties": {"gpu.x": 1}})"),
-            "p.json:1:52: /records/r/entries/0: a record holds no integrals, only properties "
-            "that are");
+  EXPECT_EQ(propertiesRejection(R"({"records": {"r": {"entriesPerPage": 1, "entries":)"
+                                R"([{"integral": "gpu.x"}]}}, "properties": {"gpu.x": 1}})"),
+            "p.json:1:52: /records/r/entries/0: record entries cannot be integrals; "
+            "define a property instead");
 }
 
 /// A properties file in which each of `length` properties is `times` the next one.
@@ -236,19 +242,19 @@ std::string chain(int length, int times, bool forwards) {
 TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
   for (const bool forwards : {true, false}) {
     SCOPED_TRACE(forwards);
-    EXPECT_EQ(propertiesRefusal(chain(99, 1, forwards)), "accepted");
-    EXPECT_EQ(propertiesRefusal(chain(15, 2, forwards)), "accepted");
+    EXPECT_EQ(propertiesRejection(chain(99, 1, forwards)), "accepted");
+    EXPECT_EQ(propertiesRejection(chain(15, 2, forwards)), "accepted");
     for (const int length : {100, 4000}) {
       SCOPED_TRACE(length);
-      const std::string refusal = propertiesRefusal(chain(length, 1, forwards));
-      EXPECT_TRUE(refusal.ends_with(": the value is computed through more than 100 others"))
-          << refusal;
+      const std::string rejection = propertiesRejection(chain(length, 1, forwards));
+      EXPECT_TRUE(rejection.ends_with(": the value depends on a chain of more than 100 others"))
+          << rejection;
     }
     for (const int length : {16, 99}) {
       SCOPED_TRACE(length);
-      const std::string refusal = propertiesRefusal(chain(length, 2, forwards));
-      EXPECT_TRUE(refusal.ends_with(": the value is computed from more than 100000 others"))
-          << refusal;
+      const std::string rejection = propertiesRejection(chain(length, 2, forwards));
+      EXPECT_TRUE(rejection.ends_with(": the value depends on more than 100000 others"))
+          << rejection;
     }
   }
 }

@@ -15,7 +15,7 @@
 #include "devmgr/manager.h"
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
-#include "sim/codes.h"
+#include "sim/base/codes.h"
 
 // Whoever holds updates defines these for itself.
 void value_type::ValueType::onChange() {}
@@ -162,7 +162,7 @@ TEST_F(RunningBoard, AccessModesBeyondOneMeanNothing) {
 }
 
 TEST(Library, ARefusedFileLeavesNothingBehindAndOneLine) {
-  const std::string file = testing::TempDir() + "refused.json";
+  const std::string file = testing::TempDir() + "rejected.json";
   std::ofstream(file) << "{\n  \"board\": \"b\",\n  \"devices\": {\"gpu\": 256}\n}\n";
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();

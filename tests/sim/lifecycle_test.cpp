@@ -17,7 +17,7 @@ class Lifecycle : public BoardTest {
     return std::distance(std::filesystem::directory_iterator(directory),
                          std::filesystem::directory_iterator());
   }
-  static int listen(const UpdateCallback& callback) {
+  static int subscribe(const UpdateCallback& callback) {
     return DeviceSetCallbackUpdateData(0, kApi, callback, -1, "", "", -1);
   }
 };
@@ -43,7 +43,7 @@ TEST_F(Lifecycle, AThousandRunsLeaveNothingBehind) {
     SCOPED_TRACE(i);
     ASSERT_EQ(init("\"journal\": \"" + path("journal") + "\""), 0);
     ASSERT_EQ(GPUManagerRun(0, 0), 0);
-    ASSERT_EQ(listen([](auto...) {}), 0);
+    ASSERT_EQ(subscribe([](auto...) {}), 0);
     ASSERT_EQ(set(0, kPower, i), 0);
     ASSERT_EQ(GPUManagerStop(), 0);
   }
@@ -83,7 +83,7 @@ TEST_F(Lifecycle, RunningTwiceIsRefused) {
 TEST_F(Lifecycle, ACallbackCannotStopTheManager) {
   start();
   int code = 0;
-  ASSERT_EQ(listen([&](auto...) { code = GPUManagerStop(); }), 0);
+  ASSERT_EQ(subscribe([&](auto...) { code = GPUManagerStop(); }), 0);
   ASSERT_EQ(set(0, kPower, 1), 0);
   EXPECT_EQ(code, sim::kNotSupported);
   EXPECT_EQ(get(0, kPower), "1");
@@ -98,7 +98,7 @@ TEST_F(LifecycleDeathTest, TheProcessMayEndWithTheManagerRunning) {
   EXPECT_EXIT(
       {
         start();
-        listen([](auto...) {});
+        subscribe([](auto...) {});
         set(0, kPower, 1);
         std::exit(7);
       },
@@ -111,7 +111,7 @@ TEST_F(LifecycleDeathTest, TheProcessMayEndInRealTimeWithABusyCallback) {
         const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 1}})");
         GPUManagerInit("", profile.c_str(), "");
         GPUManagerRun(0, 0);
-        listen([](auto...) { std::this_thread::sleep_for(std::chrono::milliseconds(5)); });
+        subscribe([](auto...) { std::this_thread::sleep_for(std::chrono::milliseconds(5)); });
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         std::exit(8);
       },
@@ -124,7 +124,7 @@ TEST_F(LifecycleDeathTest, ACallbackThatNeverReturnsDoesNotKeepTheProcess) {
         const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 1}})");
         GPUManagerInit("", profile.c_str(), "");
         GPUManagerRun(0, 0);
-        listen([](auto...) { std::this_thread::sleep_for(std::chrono::hours(1)); });
+        subscribe([](auto...) { std::this_thread::sleep_for(std::chrono::hours(1)); });
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         std::exit(10);
       },
@@ -135,7 +135,7 @@ TEST_F(LifecycleDeathTest, ACallbackMayEndTheProcess) {
   EXPECT_EXIT(
       {
         start();
-        listen([](auto...) { std::_Exit(9); });
+        subscribe([](auto...) { std::_Exit(9); });
         set(0, kPower, 1);
       },
       testing::ExitedWithCode(9), "^$");

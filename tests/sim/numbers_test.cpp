@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "sim/decimal.h"
-#include "sim/kinds.h"
+#include "sim/base/decimal.h"
+#include "sim/base/kinds.h"
 
 namespace sim {
 namespace {
@@ -10,7 +10,7 @@ TEST(Decimal, ReadsPlainNumbersOnly) {
   EXPECT_EQ(parseDecimal("0")->value, 0);
   EXPECT_EQ(parseDecimal("-1.25")->value, -1'250'000);
   EXPECT_EQ(parseDecimal("12.345")->precision, 3);
-  EXPECT_EQ(parseDecimal("9000000000000")->value, kMaxWhole * kUnit);
+  EXPECT_EQ(parseDecimal("9000000000000")->value, kMaxWhole * kOne);
   for (const char* text : {"", "-", ".5", "5.", "1e3", "+1", " 1", "1 ", "0x10", "1.1234567",
                            "9000000000001", "99999999999999"}) {
     EXPECT_FALSE(parseDecimal(text)) << text;
@@ -28,11 +28,11 @@ TEST(Decimal, RoundsHalfAwayFromZero) {
 }
 
 TEST(Decimal, ArithmeticStopsAtTheLimits) {
-  const Micro most = std::numeric_limits<Micro>::max();
+  const Fixed most = std::numeric_limits<Fixed>::max();
   EXPECT_EQ(addClamped(most, 1), most);
-  EXPECT_EQ(addClamped(-most, -2), std::numeric_limits<Micro>::min());
-  EXPECT_EQ(multiplyClamped(most, 2 * kUnit), most);
-  EXPECT_EQ(multiplyClamped(most, -2 * kUnit), std::numeric_limits<Micro>::min());
+  EXPECT_EQ(addClamped(-most, -2), std::numeric_limits<Fixed>::min());
+  EXPECT_EQ(multiplyClamped(most, 2 * kOne), most);
+  EXPECT_EQ(multiplyClamped(most, -2 * kOne), std::numeric_limits<Fixed>::min());
   EXPECT_EQ(multiplyClamped(2'500'000, 4'000'000), 10'000'000);
   EXPECT_EQ(multiplyClamped(-2'500'000, 1'500'000), -3'750'000);
 }

@@ -5,7 +5,7 @@
 #include "devmgr/manager.h"
 
 // Initialises the library with three files for each three lines of standard input and prints the
-// codes. What the library has to say about a refusal goes to standard error.
+// codes. What the library has to say about a rejection goes to standard error.
 int main() {
   std::string manifest;
   std::string profile;

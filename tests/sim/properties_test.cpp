@@ -1,99 +1,100 @@
 #include <gtest/gtest.h>
 
-#include "sim/world.h"
+#include "sim/board/state.h"
+#include "sim/config/readers.h"
 
 namespace sim {
 namespace {
 
 /// A board of three GPUs and two hot-swap controllers with the given properties.
-World makeWorld(const std::string& properties, std::uint64_t seed = 7,
-                const std::string& overrides = "{}") {
-  Topology topology = readTopology(parseJson(
-      R"({"board": "b", "devices": {"gpu": 3, "hsc": 2}, "overrides": )" + overrides + "}", "m"));
-  const Document none = parseJson(R"({"properties": {}})", "b");
-  PropertyDb db = readProperties(parseJson(properties, "p"), topology, none);
-  return {std::move(db), std::move(topology), seed};
+BoardState makeState(const std::string& properties, std::uint64_t seed = 7,
+                     const std::string& overrides = "{}") {
+  const Document manifest = parseJson(
+      R"({"board": "b", "devices": {"gpu": 3, "hsc": 2}, "overrides": )" + overrides + "}", "m");
+  const Topology topology = readTopology(manifest);
+  const Document document = parseJson(properties, "p");
+  return {readProperties(document, document, manifest, topology), topology, seed};
 }
 
-std::string read(const World& world, std::string_view name, int device, Time time) {
-  return world.textAt(*world.properties().find(name), device, time);
+std::string read(const BoardState& state, std::string_view name, int device, Time time) {
+  return state.textAt(*state.properties().find(name), device, time);
 }
 
 TEST(Values, ConstantsPrintAsTheyAreWritten) {
-  const World world = makeWorld(R"({"properties": {
+  const BoardState state = makeState(R"({"properties": {
     "gpu.text": "Valdor", "gpu.empty": "", "gpu.whole": 42, "gpu.real": -1.50,
     "gpu.hex": {"value": 4660, "hex": 6},
     "gpu.enum": {"value": 1, "names": ["off", "on"]},
     "gpu.serial": {"serial": "SN-####-A", "first": 99}}})");
-  EXPECT_EQ(read(world, "gpu.text", 0, 0), "Valdor");
-  EXPECT_EQ(read(world, "gpu.empty", 0, 0), "");
-  EXPECT_EQ(read(world, "gpu.whole", 2, kSecond), "42");
-  EXPECT_EQ(read(world, "gpu.real", 0, 0), "-1.50");
-  EXPECT_EQ(read(world, "gpu.hex", 0, 0), "0x001234");
-  EXPECT_EQ(read(world, "gpu.enum", 0, 0), "on");
-  EXPECT_EQ(read(world, "gpu.serial", 0, 0), "SN-0099-A");
-  EXPECT_EQ(read(world, "gpu.serial", 2, 0), "SN-0101-A");
+  EXPECT_EQ(read(state, "gpu.text", 0, 0), "Valdor");
+  EXPECT_EQ(read(state, "gpu.empty", 0, 0), "");
+  EXPECT_EQ(read(state, "gpu.whole", 2, kSecond), "42");
+  EXPECT_EQ(read(state, "gpu.real", 0, 0), "-1.50");
+  EXPECT_EQ(read(state, "gpu.hex", 0, 0), "0x001234");
+  EXPECT_EQ(read(state, "gpu.enum", 0, 0), "on");
+  EXPECT_EQ(read(state, "gpu.serial", 0, 0), "SN-0099-A");
+  EXPECT_EQ(read(state, "gpu.serial", 2, 0), "SN-0101-A");
 }
 
 TEST(Values, CountersFollowTheClockAndSurviveAWrite) {
-  World world = makeWorld(R"({"properties": {"gpu.c": {"counter": 10, "perSecond": 2.5}}})");
-  const PropertyIndex c = *world.properties().find("gpu.c");
-  EXPECT_EQ(read(world, "gpu.c", 0, 0), "10");
-  EXPECT_EQ(read(world, "gpu.c", 0, 4 * kSecond), "20");
-  world.set(c, 0, 4 * kSecond, 100 * kUnit);
-  EXPECT_EQ(read(world, "gpu.c", 0, 8 * kSecond), "110");
-  EXPECT_EQ(read(world, "gpu.c", 0, 2 * kSecond), "15") << "the past keeps its values";
-  EXPECT_EQ(read(world, "gpu.c", 1, 8 * kSecond), "30") << "other devices are not touched";
-  world.clear(c, 0, 10 * kSecond);
-  EXPECT_EQ(read(world, "gpu.c", 0, 12 * kSecond), "5");
+  BoardState state = makeState(R"({"properties": {"gpu.c": {"counter": 10, "perSecond": 2.5}}})");
+  const PropertyIndex c = *state.properties().find("gpu.c");
+  EXPECT_EQ(read(state, "gpu.c", 0, 0), "10");
+  EXPECT_EQ(read(state, "gpu.c", 0, 4 * kSecond), "20");
+  state.set(c, 0, 4 * kSecond, 100 * kOne);
+  EXPECT_EQ(read(state, "gpu.c", 0, 8 * kSecond), "110");
+  EXPECT_EQ(read(state, "gpu.c", 0, 2 * kSecond), "15") << "the past keeps its values";
+  EXPECT_EQ(read(state, "gpu.c", 1, 8 * kSecond), "30") << "other devices are not touched";
+  state.clear(c, 0, 10 * kSecond);
+  EXPECT_EQ(read(state, "gpu.c", 0, 12 * kSecond), "5");
 }
 
 TEST(Values, WalksStayInBoundsMoveAndRepeatWithTheSeed) {
   const std::string file = R"({"properties": {"gpu.w": {"walk": [-20.000, 80.000]}}})";
-  const World world = makeWorld(file);
-  const World twin = makeWorld(file);
-  const World other = makeWorld(file, 8);
-  const PropertyIndex w = *world.properties().find("gpu.w");
+  const BoardState state = makeState(file);
+  const BoardState twin = makeState(file);
+  const BoardState other = makeState(file, 8);
+  const PropertyIndex w = *state.properties().find("gpu.w");
   int differences = 0;
-  Micro lowest = 80 * kUnit;
-  Micro highest = -20 * kUnit;
+  Fixed lowest = 80 * kOne;
+  Fixed highest = -20 * kOne;
   for (Time time = 0; time < 2000 * kSecond; time += 1'700'000) {
     SCOPED_TRACE(time);
-    const Micro value = world.numberAt(w, 0, time);
-    ASSERT_GE(value, -20 * kUnit);
-    ASSERT_LE(value, 80 * kUnit);
+    const Fixed value = state.numberAt(w, 0, time);
+    ASSERT_GE(value, -20 * kOne);
+    ASSERT_LE(value, 80 * kOne);
     ASSERT_EQ(value, twin.numberAt(w, 0, time));
-    differences += value != other.numberAt(w, 0, time) && value != world.numberAt(w, 1, time);
+    differences += value != other.numberAt(w, 0, time) && value != state.numberAt(w, 1, time);
     lowest = std::min(lowest, value);
     highest = std::max(highest, value);
   }
   EXPECT_GT(differences, 1000);
-  EXPECT_LT(lowest, -10 * kUnit);
-  EXPECT_GT(highest, 70 * kUnit);
+  EXPECT_LT(lowest, -10 * kOne);
+  EXPECT_GT(highest, 70 * kOne);
 }
 
 TEST(Values, AWriteHoldsAWalkUntilItIsCleared) {
-  World world = makeWorld(R"({"properties": {"gpu.w": {"walk": [10, 90]}}})");
-  const PropertyIndex w = *world.properties().find("gpu.w");
-  const std::string before = read(world, "gpu.w", 0, 50 * kSecond);
-  world.set(w, 0, 1 * kSecond, 5 * kUnit);
-  EXPECT_EQ(read(world, "gpu.w", 0, 50 * kSecond), "5");
-  world.clear(w, 0, 50 * kSecond);
-  EXPECT_EQ(read(world, "gpu.w", 0, 50 * kSecond), before);
+  BoardState state = makeState(R"({"properties": {"gpu.w": {"walk": [10, 90]}}})");
+  const PropertyIndex w = *state.properties().find("gpu.w");
+  const std::string before = read(state, "gpu.w", 0, 50 * kSecond);
+  state.set(w, 0, 1 * kSecond, 5 * kOne);
+  EXPECT_EQ(read(state, "gpu.w", 0, 50 * kSecond), "5");
+  state.clear(w, 0, 50 * kSecond);
+  EXPECT_EQ(read(state, "gpu.w", 0, 50 * kSecond), before);
 }
 
 TEST(Values, SumsTakeEveryPresentDeviceOfAnotherKind) {
-  World world = makeWorld(R"({"properties": {
+  BoardState state = makeState(R"({"properties": {
     "hsc.p": 100, "gpu.p": {"value": 7}, "gpu.own": {"sum": ["gpu.p"], "scale": 2, "offset": 1},
     "gpu.total": {"sum": "hsc.p"}, "gpu.mean": {"average": ["hsc.p", "gpu.p"]},
     "gpu.top": {"highest": ["hsc.p", "gpu.p"]}}})");
-  EXPECT_EQ(read(world, "gpu.own", 0, 0), "15");
-  EXPECT_EQ(read(world, "gpu.total", 0, 0), "200");
-  EXPECT_EQ(read(world, "gpu.mean", 0, 0), "69");
-  EXPECT_EQ(read(world, "gpu.top", 0, 0), "100");
-  world.setPresent({*kindOfWord("hsc"), 1}, 5 * kSecond, false);
-  EXPECT_EQ(read(world, "gpu.total", 0, 4 * kSecond), "200");
-  EXPECT_EQ(read(world, "gpu.total", 0, 5 * kSecond), "100");
+  EXPECT_EQ(read(state, "gpu.own", 0, 0), "15");
+  EXPECT_EQ(read(state, "gpu.total", 0, 0), "200");
+  EXPECT_EQ(read(state, "gpu.mean", 0, 0), "69");
+  EXPECT_EQ(read(state, "gpu.top", 0, 0), "100");
+  state.setPresent({*kindOfWord("hsc"), 1}, 5 * kSecond, false);
+  EXPECT_EQ(read(state, "gpu.total", 0, 4 * kSecond), "200");
+  EXPECT_EQ(read(state, "gpu.total", 0, 5 * kSecond), "100");
 }
 
 TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
@@ -101,12 +102,12 @@ TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
     "gpu.w": {"walk": [100, 500]},
     "gpu.e": {"integral": "gpu.p", "precision": 1},
     "gpu.f": {"integral": "gpu.w", "scale": 0.001, "precision": 6}}})";
-  World often = makeWorld(file);
-  World once = makeWorld(file);
+  BoardState often = makeState(file);
+  BoardState once = makeState(file);
   EXPECT_EQ(read(often, "gpu.e", 0, 2 * kSecond + kSecond / 2), "750.0");
   for (Time time = 0; time < 100 * kSecond; time += 333'333) {
     read(often, "gpu.f", 1, time);
-    often.settle(time);
+    often.compactHistory(time);
   }
   EXPECT_EQ(read(often, "gpu.f", 1, 100 * kSecond), read(once, "gpu.f", 1, 100 * kSecond));
   const PropertyIndex power = *once.properties().find("gpu.p");
@@ -115,21 +116,21 @@ TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
 }
 
 TEST(Values, PagesCutARecord) {
-  const World world = makeWorld(R"({
+  const BoardState state = makeState(R"({
     "records": {"r": {"entriesPerPage": 2, "entries": [16, "L0", {"counter": 0, "perSecond": 1}]}},
     "properties": {"gpu.a": {"page": 0, "of": "r"}, "gpu.b": {"page": 1, "of": "r"}}})");
-  EXPECT_EQ(read(world, "gpu.a", 0, 3 * kSecond), "16 L0");
-  EXPECT_EQ(read(world, "gpu.b", 0, 3 * kSecond), "3");
+  EXPECT_EQ(read(state, "gpu.a", 0, 3 * kSecond), "16 L0");
+  EXPECT_EQ(read(state, "gpu.b", 0, 3 * kSecond), "3");
 }
 
 TEST(Values, TheManifestChangesOneDevice) {
-  const World world =
-      makeWorld(R"({"properties": {"gpu.n": "A", "gpu.m": 1}})", 1,
+  const BoardState state =
+      makeState(R"({"properties": {"gpu.n": "A", "gpu.m": 1}})", 1,
                 R"({"gpu1": {"properties": {"gpu.n": "B"}}, "gpu2": {"absent": true}})");
-  EXPECT_EQ(read(world, "gpu.n", 0, 0), "A");
-  EXPECT_EQ(read(world, "gpu.n", 1, 0), "B");
-  EXPECT_TRUE(world.presentAt({kGpu, 1}, 0));
-  EXPECT_FALSE(world.presentAt({kGpu, 2}, 0));
+  EXPECT_EQ(read(state, "gpu.n", 0, 0), "A");
+  EXPECT_EQ(read(state, "gpu.n", 1, 0), "B");
+  EXPECT_TRUE(state.presentAt({kGpu, 1}, 0));
+  EXPECT_FALSE(state.presentAt({kGpu, 2}, 0));
 }
 
 }  // namespace

@@ -1,0 +1,125 @@
+#include "sim/board/board.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "sim/base/log.h"
+
+// What happens to the board by itself, in the course of time.
+
+namespace sim {
+namespace {
+
+constexpr Time kMaxCatchUpPolls = 1000;
+constexpr Time kCompactionPeriod = 60 * kSecond;
+
+}  // namespace
+
+Board::Board(Topology topology, PropertyDb properties, Profile profile)
+    : state_(std::move(properties), std::move(topology), profile.seed),
+      seed_(profile.seed),
+      snapshot_(profile.snapshot),
+      latency_(profile.latency),
+      faults_(std::move(profile.faults), profile.seed),
+      timeline_(std::move(profile.timeline)),
+      postbox_(profile.postbox),
+      callbackPeriod_(profile.callbackPeriod),
+      nextPoll_(profile.snapshot.firstComplete()) {}
+
+// Events and polls happen in the order of time, whenever somebody comes to ask; an event goes first
+// when both are due at one moment, so that the poll sees it. When the clock has jumped far ahead,
+// only the last polls are made up for: more would keep the caller waiting for updates that nobody
+// could tell apart. Without subscriptions there is nothing to poll, and the moment moves on at
+// once.
+void Board::advance(Time now) {
+  if (subscriptions_.empty() && nextPoll_ > snapshot_.firstComplete() && nextPoll_ <= now) {
+    nextPoll_ += (now - nextPoll_) / callbackPeriod_ * callbackPeriod_;
+  }
+  for (;;) {
+    const std::optional<Time> event = timeline_.next();
+    if (event && *event <= now && *event <= nextPoll_) {
+      apply(timeline_.take(), *event);
+    } else if (nextPoll_ <= now) {
+      pollChanges(nextPoll_);
+      nextPoll_ += callbackPeriod_;
+      const Time due = (now - nextPoll_) / callbackPeriod_;
+      if (due > kMaxCatchUpPolls) nextPoll_ += (due - kMaxCatchUpPolls) * callbackPeriod_;
+    } else {
+      break;
+    }
+  }
+  if (now - compacted_ >= kCompactionPeriod) {
+    compacted_ = now;
+    // Nobody asks for a moment before the one that the snapshot holds.
+    if (const auto taken = snapshot_.takenAt(now)) state_.compactHistory(*taken);
+  }
+  if (const std::int64_t lost = subscriptions_.takeOverflow(); lost > 0) {
+    logLine(Level::warning, std::to_string(lost) + " updates dropped: the callbacks are too slow");
+  }
+}
+
+std::optional<Time> Board::nextDue() const {
+  const std::optional<Time> event = timeline_.next();
+  if (subscriptions_.empty()) return event;
+  return event ? std::min(*event, nextPoll_) : nextPoll_;
+}
+
+void Board::pollChanges(Time time) {
+  if (time == snapshot_.firstComplete() && snapshot_.refresh * 2 > snapshot_.period) {
+    logLine(Level::warning, "slow refresh: the snapshot took " +
+                                std::to_string(snapshot_.refresh / kMillisecond) + " ms of its " +
+                                std::to_string(snapshot_.period / kMillisecond) + " ms");
+  }
+  subscriptions_.pollChanges(state_, time);
+}
+
+void Board::apply(const Event& event, Time time) {
+  for (int id = 0; id < state_.topology().countOf(*event.device.kind); ++id) {
+    const Device device{*event.device.kind, id};
+    if (event.device.matches(device)) applyTo(event, device, time);
+  }
+}
+
+void Board::applyTo(const Event& event, Device device, Time time) {
+  const std::string name = event.ofDevice() ? "" : state_.properties().at(event.property).name;
+  if (isLogged(Level::debug)) {
+    const std::string_view word = kEventWords[static_cast<std::size_t>(event.kind)];
+    logLine(Level::debug, "timeline: " + std::string(word) + ' ' + nameOf(device) +
+                              (event.ofDevice() ? "" : ' ' + name));
+  }
+  switch (event.kind) {
+    case EventKind::set:
+      state_.set(event.property, device.id, time, event.number, event.text);
+      pollChanged(event.property, device.id, time);
+      break;
+    case EventKind::clear:
+      state_.clear(event.property, device.id, time);
+      pollChanged(event.property, device.id, time);
+      break;
+    case EventKind::drop:
+    case EventKind::restore:
+      setPresent(device, time, event.kind == EventKind::restore);
+      break;
+    case EventKind::burst:
+      if (time >= snapshot_.firstComplete()) {
+        subscriptions_.burst(state_, time, device, name, event.count);
+      }
+      break;
+    case EventKind::lose:
+      subscriptions_.lose(event.property, device.id, event.count);
+      break;
+  }
+}
+
+void Board::pollChanged(PropertyIndex property, int deviceId, Time time) {
+  if (time >= snapshot_.firstComplete()) {
+    subscriptions_.pollChanges(state_, time, property, deviceId);
+  }
+}
+
+void Board::setPresent(Device device, Time time, bool present) {
+  state_.setPresent(device, time, present);
+  if (!present) postbox_.reset(device);
+}
+
+}  // namespace sim

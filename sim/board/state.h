@@ -1,0 +1,83 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sim/base/time.h"
+#include "sim/board/property_db.h"
+#include "sim/board/topology.h"
+
+namespace sim {
+
+/// The state of the board as a function of time. Nothing here is ticked: a value is computed when
+/// somebody asks for it, from the seed, the moment, and the changes made up to that moment, so a
+/// question about the recent past (the last snapshot) has an answer as well.
+///
+/// Threads: not locked; the caller holds the board's lock.
+class BoardState {
+ public:
+  BoardState(PropertyDb properties, Topology topology, std::uint64_t seed);
+
+  [[nodiscard]] const PropertyDb& properties() const { return properties_; }
+  [[nodiscard]] const Topology& topology() const { return topology_; }
+
+  /// Whether the device was fitted and on the bus at that moment.
+  [[nodiscard]] bool presentAt(Device device, Time time) const;
+
+  /// The text that a read gives.
+  [[nodiscard]] std::string textAt(PropertyIndex property, int deviceId, Time time) const;
+
+  /// The number behind it; 0 for texts.
+  [[nodiscard]] Fixed numberAt(PropertyIndex property, int deviceId, Time time) const;
+
+  /// Changes, in the order of time. A value that was set stays, and a counter counts on from it; a
+  /// clear brings the value of the file back and restarts a counter at 0.
+  void set(PropertyIndex property, int deviceId, Time time, Fixed number, std::string text = {});
+  void clear(PropertyIndex property, int deviceId, Time time);
+  void setPresent(Device device, Time time, bool present);
+
+  /// Forgets what only questions about moments before `time` need.
+  void compactHistory(Time time);
+
+ private:
+  struct Change {
+    Time time;
+    bool cleared;
+    Fixed number;
+    std::string text;
+  };
+  struct Sum {
+    std::int64_t seconds = 0;  ///< Samples that the sum holds.
+    Fixed total = 0;
+  };
+  /// One property of one device.
+  struct PropertyKey {
+    PropertyIndex property;
+    int deviceId;
+    friend auto operator<=>(const PropertyKey&, const PropertyKey&) = default;
+  };
+
+  [[nodiscard]] const Change* lastChange(PropertyKey key, Time time) const;
+  [[nodiscard]] Fixed evaluate(const Definition& definition, PropertyKey key, Time time) const;
+  [[nodiscard]] Fixed aggregate(const Aggregate& model, PropertyKey key, Time time) const;
+  [[nodiscard]] Fixed integrate(const Integral& model, PropertyKey key, Sum from, Time time) const;
+  [[nodiscard]] Sum sumUpTo(const Integral& model, PropertyKey key, Sum from, Time time) const;
+  [[nodiscard]] std::string print(const Definition& definition, PropertyKey key, Time time) const;
+  [[nodiscard]] std::string printPage(const Page& page, PropertyKey key, Time time) const;
+  [[nodiscard]] Fixed randomWalk(const RandomWalk& model, const Definition& definition,
+                                 int deviceId, Time time) const;
+
+  PropertyDb properties_;
+  Topology topology_;
+  std::uint64_t seed_;
+  std::map<PropertyKey, std::vector<Change>> changes_;
+  std::array<std::map<int, std::vector<std::pair<Time, bool>>>, kDeviceKinds.size()> presence_;
+  std::map<PropertyKey, Sum> sums_;
+};
+
+}  // namespace sim

@@ -1,0 +1,112 @@
+#include "sim/config/evaluation.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace sim {
+namespace {
+
+constexpr std::int64_t kMaxSteps = 100'000;
+constexpr int kMaxDepth = 100;
+
+/// What a value needs, known once everything that it is computed from has been visited.
+struct Needs {
+  enum class Visit : char { open, running, done } state = Visit::open;
+  std::int64_t steps = 1;  ///< Values that are computed for one reading.
+  int depth = 1;           ///< Values that wait for one another in the course of it.
+  bool integral = false;   ///< Whether an integral is among them.
+
+  void atLeast(const Needs& other) {
+    steps = std::max(steps, other.steps);
+    depth = std::max(depth, other.depth);
+    integral |= other.integral;
+  }
+  void add(const Needs& source, std::int64_t times) {
+    steps += source.steps * times;
+    depth = std::max(depth, source.depth + 1);
+    integral |= source.integral;
+  }
+};
+
+/// Visits each property after those that it is computed from. The depth is bounded on the way down
+/// as well, since the visit itself recurses; the steps, once counted, never exceed what the bound
+/// times the sources of one value gives, so they cannot overflow.
+class Evaluation {
+ public:
+  Evaluation(const PropertyDb& properties, const Topology& topology, const DefinedNames& names)
+      : properties_(properties),
+        topology_(topology),
+        names_(names),
+        needs_(properties.all().size()) {}
+
+  Needs visit(PropertyIndex index) {
+    const auto place = static_cast<std::size_t>(index);
+    const Node& node = *names_.properties()[place].node;
+    if (needs_[place].state == Needs::Visit::done) return needs_[place];
+    if (needs_[place].state == Needs::Visit::running) {
+      node.reject("the value is computed from itself");
+    }
+    needs_[place].state = Needs::Visit::running;
+    if (++running_ > kMaxDepth) rejectDepth(node);
+    const Property& property = properties_.at(index);
+    Needs most = visitDefinition(property.definition, property.kind, node);
+    for (const auto& [device, definition] : property.overrides) {
+      most.atLeast(visitDefinition(definition, property.kind, node));
+    }
+    --running_;
+    if (most.depth > kMaxDepth) rejectDepth(node);
+    if (most.steps > kMaxSteps) {
+      node.reject("the value depends on more than " + std::to_string(kMaxSteps) + " others");
+    }
+    most.state = Needs::Visit::done;
+    return needs_[place] = most;
+  }
+
+ private:
+  [[noreturn]] static void rejectDepth(const Node& node) {
+    node.reject("the value depends on a chain of more than " + std::to_string(kMaxDepth) +
+                " others");
+  }
+
+  Needs visitDefinition(const Definition& definition, KindIndex own, const Node& node) {
+    Needs all;
+    if (const auto* aggregate = std::get_if<Aggregate>(&definition.model)) {
+      for (const PropertyIndex source : aggregate->sources) {
+        const KindIndex kind = properties_.at(source).kind;
+        all.add(visit(source), kind == own ? 1 : topology_.countOf(kind));
+      }
+    } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
+      if (properties_.at(integral->source).kind != own) {
+        node.reject("an integral needs a property of the same device");
+      }
+      all.add(visit(integral->source), 1);
+      if (all.integral) node.reject("an integral cannot be computed from another one");
+      all.integral = true;
+    } else if (const auto* page = std::get_if<Page>(&definition.model)) {
+      for (const Definition& entry : properties_.record(page->record).entries) {
+        all.add(visitDefinition(entry, own, node), 1);
+      }
+    }
+    return all;
+  }
+
+  const PropertyDb& properties_;
+  const Topology& topology_;
+  const DefinedNames& names_;
+  std::vector<Needs> needs_;
+  int running_ = 0;
+};
+
+}  // namespace
+
+void boundEvaluation(const PropertyDb& properties, const Topology& topology,
+                     const DefinedNames& names) {
+  Evaluation evaluation(properties, topology, names);
+  const auto count = static_cast<PropertyIndex>(properties.all().size());
+  for (PropertyIndex index = 0; index < count; ++index) evaluation.visit(index);
+}
+
+}  // namespace sim

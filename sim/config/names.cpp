@@ -1,0 +1,96 @@
+#include "sim/config/names.h"
+
+#include <algorithm>
+#include <array>
+
+#include "sim/config/fields.h"
+
+namespace sim {
+namespace {
+
+constexpr std::array<std::string_view, 5> kFileKeys{"$schema", "about", "extends", "records",
+                                                    "properties"};
+constexpr std::array<std::string_view, 2> kRecordKeys{"entriesPerPage", "entries"};
+
+KindIndex kindOfProperty(const Node& node) {
+  constexpr std::size_t kMaxName = 255;
+  const std::string_view name = node.key;
+  if (name.empty() || name.size() > kMaxName) node.reject("a name must have 1 to 255 characters");
+  const bool plain = std::ranges::all_of(name, [](char c) { return c > 0x20 && c < 0x7f; });
+  if (!plain) node.reject("a name must consist of printable characters without blanks");
+  if (const Node* device = node.find("device")) {
+    return static_cast<KindIndex>(wordOf(*device, kindWords(), "a device kind"));
+  }
+  const std::string_view word = name.substr(0, name.find('.'));
+  const auto kind = kindOfWord(word);
+  if (!kind) {
+    node.reject("'" + std::string(word) + "' is not a device kind" + suggestion(word, kindWords()));
+  }
+  return *kind;
+}
+
+}  // namespace
+
+void DefinedNames::collect(const Node& document) {
+  requireDocument(document, kFileKeys);
+  if (const Node* records = document.find("records")) {
+    for (const Node& record : require(*records, JsonType::object).items) addRecord(record);
+  }
+  const Node& properties = require(requireMember(document, "properties"), JsonType::object);
+  properties_.reserve(properties_.size() + properties.items.size());
+  byName_.reserve(properties_.size() + properties.items.size());
+  for (const Node& property : properties.items) addProperty(property);
+}
+
+void DefinedNames::addProperty(const Node& node) {
+  const KindIndex kind = kindOfProperty(node);
+  const auto [known, added] =
+      byName_.try_emplace(node.key, static_cast<PropertyIndex>(properties_.size()));
+  if (added) {
+    properties_.push_back({&node, kind});
+  } else {
+    properties_[static_cast<std::size_t>(known->second)].node = &node;
+  }
+}
+
+void DefinedNames::addRecord(const Node& node) {
+  requireObject(node, kRecordKeys);
+  const auto found = std::ranges::find(records_, node.key, &Node::key);
+  if (found == records_.end()) {
+    records_.push_back(&node);
+  } else {
+    *found = &node;
+  }
+}
+
+const PropertyIndex* DefinedNames::find(std::string_view name) const {
+  const auto found = byName_.find(name);
+  return found == byName_.end() ? nullptr : &found->second;
+}
+
+PropertyIndex DefinedNames::propertyNamed(const Node& name) const {
+  if (const PropertyIndex* index = find(textOf(name))) return *index;
+  std::vector<std::string_view> names;
+  for (const Entry& entry : properties_) names.push_back(entry.node->key);
+  rejectName(name, "property", names);
+}
+
+std::size_t DefinedNames::recordNamed(const Node& name) const {
+  const auto found = std::ranges::find(records_, textOf(name), &Node::key);
+  if (found == records_.end()) {
+    std::vector<std::string_view> names;
+    for (const Node* record : records_) names.push_back(record->key);
+    rejectName(name, "record", names);
+  }
+  return static_cast<std::size_t>(found - records_.begin());
+}
+
+std::size_t DefinedNames::pagesOf(std::size_t record) const {
+  const Node& node = *records_[record];
+  const auto perPage =
+      static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
+  const std::size_t entries = require(requireMember(node, "entries"), JsonType::array).items.size();
+  return (entries + perPage - 1) / perPage;
+}
+
+}  // namespace sim

@@ -1,0 +1,329 @@
+#include "sim/library/manager.h"
+
+#include <signal.h>
+
+#include <chrono>
+#include <utility>
+
+#include "sim/base/log.h"
+#include "sim/config/readers.h"
+#include "sim/library/builtin.h"
+#include "sim/library/calls.h"
+
+namespace sim {
+namespace {
+
+Document readOr(const std::string& file, std::string_view builtin, const std::string& name) {
+  return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
+}
+
+Result failed(int code) {
+  Result result;
+  result.code = code;
+  return result;
+}
+
+}  // namespace
+
+/// Waits for a call on the manager's clock, with the manager's lock open.
+class Manager::CallWaiter : public Waiter {
+ public:
+  CallWaiter(Manager& manager, const Call& call) SIM_REQUIRES(manager.mutex_)
+      : manager_(manager), entry_(call.entry), run_(manager.runs_) {}
+
+  [[nodiscard]] Time now() const override SIM_REQUIRES(manager_.mutex_) {
+    return manager_.clock_->now();
+  }
+
+  bool elapse(Time span) override SIM_REQUIRES(manager_.mutex_) {
+    manager_.clock_->elapse(span, manager_.mutex_);
+    return manager_.sameRun(run_);
+  }
+
+  // Only stop() ends a hang. It announces itself by `stopping_` before it takes the board away.
+  void hang() override SIM_REQUIRES(manager_.mutex_) {
+    if (manager_.journal_.isOpen()) {
+      JsonLine line;
+      line.add("at", now()).add("call", entry_).add("hang", 1);
+      manager_.journal_.write(line);
+    }
+    while (manager_.sameRun(run_)) manager_.idle_.wait(manager_.mutex_);
+  }
+
+ private:
+  Manager& manager_;
+  std::string_view entry_;
+  std::int64_t run_;
+};
+
+void Manager::load(const std::string& manifest, const std::string& profile,
+                   const std::string& properties) {
+  const Document devices = readOr(manifest, kBuiltinManifest, "(built-in manifest)");
+  Topology topology = readTopology(devices);
+  const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
+  Document builtin;
+  if (document.find("extends") != nullptr) {
+    builtin = parseJson(kBuiltinProperties, "(built-in properties)");
+  }
+  PropertyDb db = readProperties(document, builtin, devices, topology);
+  Profile settings;
+  if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
+  if (!settings.journal.empty()) {
+    const auto mode = kClockWords[static_cast<std::size_t>(settings.clock.mode)];
+    const std::string error = journal_.open(settings.journal, settings.seed, mode);
+    if (!error.empty()) {
+      throw FileError(profile + ": /journal: '" + settings.journal + "' " + error);
+    }
+  }
+  journal_.dropBuffered();
+  clock_.emplace(settings.clock);
+  board_.emplace(std::move(topology), std::move(db), std::move(settings));
+}
+
+int Manager::init(const std::string& manifest, const std::string& profile,
+                  const std::string& properties) {
+  const Lock lock(mutex_);
+  if (board_) return kAlreadyRunning;
+  try {
+    const int code = initialise(manifest, profile, properties);
+    if (code != kOk) forget();
+    return code;
+  } catch (...) {
+    forget();
+    throw;
+  }
+}
+
+void Manager::forget() {
+  board_.reset();
+  journal_.close();
+}
+
+int Manager::initialise(const std::string& manifest, const std::string& profile,
+                        const std::string& properties) {
+  int code = kOk;
+  JsonLine line;
+  line.add("at", 0).add("call", "GPUManagerInit").add("manifest", manifest);
+  line.add("profile", profile).add("properties", properties);
+  try {
+    load(manifest, profile, properties);
+  } catch (const FileError& error) {
+    logLine(Level::error, error.what());
+    code = kFileRefused;
+  }
+  if (code == kOk) {
+    Call call;
+    call.operation = Operation::init;
+    call.entry = "GPUManagerInit";
+    if (const auto firing = board_->nextFiring(call, clock_->now())) {
+      line.add("fault", static_cast<std::int64_t>(firing->rule));
+      clock_->elapse(firing->effect.delay, mutex_);
+      code = firing->effect.code.value_or(kOk);
+    }
+  }
+  journal_.write(line.add("code", code));
+  return code;
+}
+
+int Manager::run() {
+  const Lock lock(mutex_);
+  int code = kOk;
+  if (!board_) {
+    code = kNotInitialised;
+  } else if (running_) {
+    code = kAlreadyRunning;
+  } else {
+    startThread();
+    clock_->start();
+    running_ = true;
+  }
+  JsonLine line;
+  journal_.write(line.add("at", 0).add("call", "GPUManagerRun").add("code", code));
+  return code;
+}
+
+void Manager::startThread() {
+  // Signals are the process's own affair: none is to be delivered to a thread it does not know.
+  struct WithoutSignals {
+    WithoutSignals() {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    sigset_t before{};
+  } const withoutSignals;
+  threadEnded_ = false;
+  thread_ = std::thread([this] { deliver(); });
+}
+
+// The thread may be in a callback that makes calls, so it is joined with the lock open. Meanwhile
+// `stopping_` turns new calls away and ends those that wait; `runs_` tells a call that slept
+// through all of this, and perhaps through the next start, that its board is gone.
+int Manager::stop() {
+  const Lock lock(mutex_);
+  if (!board_) return kNotInitialised;
+  if (stopping_) return kStopped;
+  if (thread_.joinable() && onOwnThread()) return kNotSupported;
+  stopping_ = true;
+  work_.notify_all();
+  idle_.notify_all();
+  std::thread thread = std::move(thread_);
+  mutex_.unlock();
+  if (thread.joinable()) thread.join();
+  mutex_.lock();
+  reportFaults();
+  JsonLine line;
+  line.add("at", clock_->now()).add("call", "GPUManagerStop").add("code", kOk);
+  journal_.write(line);
+  forget();
+  clock_.reset();
+  running_ = false;
+  stopping_ = false;
+  ++runs_;
+  flushLog();
+  return kOk;
+}
+
+void Manager::reportFaults() {
+  const std::vector<std::int64_t> fired = board_->faults().fired();
+  for (std::size_t i = 0; i < fired.size(); ++i) {
+    logLine(Level::warning, "fault rule " + std::to_string(i) + " fired " +
+                                std::to_string(fired[i]) + " times in all");
+    JsonLine line;
+    line.add("rule", static_cast<std::int64_t>(i)).add("fired", fired[i]);
+    journal_.write(line);
+  }
+}
+
+void Manager::atExit() {
+  constexpr std::chrono::seconds kPatience{2};
+  std::thread thread;
+  bool ended = false;
+  {
+    const Lock lock(mutex_);
+    if (!thread_.joinable()) return;
+    stopping_ = true;
+    work_.notify_all();
+    const auto limit = std::chrono::steady_clock::now() + kPatience;
+    while (!onOwnThread() && !threadEnded_) {
+      if (idle_.wait_until(mutex_, limit) == std::cv_status::timeout) break;
+    }
+    thread = std::move(thread_);
+    ended = threadEnded_;
+  }
+  if (ended) {
+    thread.join();
+  } else {
+    thread.detach();
+  }
+}
+
+// Calls are made one at a time with the lock open, so that a callback may make calls of its own. In
+// real time the thread sleeps until the next thing is due. A stepped clock moves with calls only:
+// there the calls let everything happen, and the thread only delivers.
+void Manager::deliver() {
+  const Lock lock(mutex_);
+  while (!stopping_) {
+    if (const std::optional<Update> update = board_->subscriptions().take()) {
+      makeCall(*update);
+      continue;
+    }
+    idle_.notify_all();
+    const std::optional<Time> due = clock_->stepped() ? std::nullopt : board_->nextDue();
+    if (due) {
+      work_.wait_for(mutex_, clock_->realTimeUntil(*due));
+      if (!stopping_) board_->advance(clock_->now());
+    } else {
+      work_.wait(mutex_);
+    }
+  }
+  threadEnded_ = true;
+  idle_.notify_all();
+}
+
+void Manager::makeCall(const Update& update) {
+  const Property& property = board_->state().properties().at(update.property);
+  data_info::DataInfo info;
+  info.propertyName = property.name;
+  info.apiName = update.apiName;
+  info.valueText = update.text;
+  info.unit = property.unit;
+  info.deviceType = static_cast<std::int32_t>(typeOf(update.device.kind));
+  info.deviceId = update.device.id;
+  info.updateCount = update.sequence;
+  if (journal_.isOpen()) {
+    JsonLine line;
+    line.add("at", update.time).add("update", update.apiName).add("device", nameOf(update.device));
+    line.add("value", update.text).add("sequence", static_cast<std::int64_t>(update.sequence));
+    journal_.write(line);
+  }
+  const auto code = static_cast<std::uint16_t>(info.deviceType << 8 | info.deviceId);
+  calling_ = true;
+  mutex_.unlock();
+  try {
+    (*update.callback)(code, info, update.sequence);
+  } catch (...) {
+    logLine(Level::error, "a callback for " + update.apiName + " ended with an exception");
+  }
+  mutex_.lock();
+  calling_ = false;
+}
+
+// With a stepped clock the order of calls and callbacks is part of what repeats, so a call returns
+// only after the callbacks that it caused. The thread's own calls cannot wait for themselves.
+void Manager::drain() {
+  if (!running_ || !board_->subscriptions().pending()) return;
+  work_.notify_all();
+  if (!clock_->stepped() || onOwnThread()) return;
+  const std::int64_t run = runs_;
+  while (sameRun(run) && (calling_ || board_->subscriptions().pending())) idle_.wait(mutex_);
+}
+
+void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
+  const Lock lock(mutex_);
+  JsonLine line;
+  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
+  line.add("code", code);
+  if (journal_.isOpen()) {
+    journal_.write(line);
+  } else {
+    journal_.buffer(line);
+  }
+}
+
+int Manager::journalRejection(std::string_view entry, int code) {
+  if (journal_.isOpen()) {
+    JsonLine line;
+    journal_.write(line.add("at", clock_->now()).add("call", entry).add("code", code));
+  }
+  return code;
+}
+
+int Manager::reject(std::string_view entry, int code) {
+  const Lock lock(mutex_);
+  return journalRejection(entry, code);
+}
+
+Result Manager::execute(Call call) {
+  const Lock lock(mutex_);
+  if (!board_) return failed(kNotInitialised);
+  if (!running_) return failed(journalRejection(call.entry, kNotRunning));
+  if (stopping_) return failed(kStopped);
+  const std::int64_t run = runs_;
+  if (!onOwnThread()) clock_->step();
+  const Time begin = clock_->now();
+  CallWaiter waiter(*this, call);
+  Result result = board_->execute(call, waiter);
+  if (!sameRun(run)) return failed(kStopped);
+  if (journal_.isOpen()) {
+    JsonLine line;
+    line.add("at", begin).add("call", call.entry).addRaw("args", describe(call, result).text());
+    journal_.write(line.add("code", result.code).add("took", clock_->now() - begin));
+  }
+  if (call.operation == Operation::setCallback) work_.notify_all();
+  drain();
+  return result;
+}
+
+}  // namespace sim

@@ -1,0 +1,189 @@
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "tests/sim/board_fixture.h"
+
+namespace {
+
+/// Collects what callbacks are called with.
+class Subscriptions : public BoardTest {
+ protected:
+  int subscribe(int id, const std::string& api = kApi, const std::string& mark = "") {
+    return DeviceSetCallbackUpdateData(
+        id, api,
+        [this, mark](std::uint16_t device, data_info::DataInfo info, std::uint64_t sequence) {
+          const std::lock_guard lock(mutex_);
+          seen_ += mark + std::to_string(device) + ':' + info.valueText + '#' +
+                   std::to_string(sequence) + ' ';
+        },
+        -1, "", "", -1);
+  }
+  /// What has been seen since the last question.
+  std::string seen() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(seen_, "");
+  }
+
+ private:
+  std::mutex mutex_;
+  std::string seen_;
+};
+
+constexpr const char* kLateBoard =
+    R"("readyMs": 2000, "snapshot": {"periodMs": 4000, "refreshMs": 1000})";
+
+TEST_F(Subscriptions, AWriteCallsAtOnceAndOnlyOnAChange) {
+  start();
+  ASSERT_EQ(subscribe(1), 0);
+  EXPECT_EQ(seen(), "");
+  EXPECT_EQ(set(1, kPower, 310), 0);
+  EXPECT_EQ(seen(), "1:310#1 ");
+  EXPECT_EQ(set(1, kPower, 310), 0);
+  EXPECT_EQ(set(0, kPower, 320), 0);
+  wait(5);
+  EXPECT_EQ(seen(), "");
+  EXPECT_EQ(DeviceClearData(1, kPower, 0), 0);
+  EXPECT_EQ(seen(), "1:300#2 ");
+}
+
+TEST_F(Subscriptions, MovingValuesCallOncePerPeriod) {
+  start(R"("callbacks": {"periodMs": 3000})");
+  ASSERT_EQ(subscribe(0, "GPUGetSRAMECCCorrectableErrorCountV2"), 0);  // 1 s
+  wait(1);
+  EXPECT_EQ(seen(), "");
+  wait(1);
+  EXPECT_EQ(seen(), "0:3#1 ");
+  wait(6);
+  EXPECT_EQ(seen(), "0:6#2 0:9#3 ");
+}
+
+TEST_F(Subscriptions, BeforeTheFirstRefreshNothingIsCalled) {
+  start(kLateBoard + std::string(R"(, "timeline": [
+    {"atMs": 1500, "set": "gpu.power.consumption", "device": "gpu0", "value": 311},
+    {"atMs": 1600, "burst": "gpu.power.consumption", "device": "gpu0", "count": 5}])"));
+  ASSERT_EQ(subscribe(0), 0);  // 1 s
+  wait(1);
+  EXPECT_EQ(seen(), "");
+  wait(1);  // 3 s: the first refresh is complete
+  EXPECT_EQ(seen(), "0:311#1 ");
+  ASSERT_EQ(subscribe(1), 0) << "registered later: the present value is known";
+  wait(3);
+  EXPECT_EQ(seen(), "");
+}
+
+TEST_F(Subscriptions, RegisteringAgainReplacesTheCallback) {
+  start();
+  ASSERT_EQ(subscribe(0, kApi, "a"), 0);
+  ASSERT_EQ(subscribe(0, "GPUGetTotalPowerConsumptionV2", "b"), 0);
+  ASSERT_EQ(set(0, kPower, 1), 0);
+  EXPECT_EQ(seen(), "a0:1#1 b0:1#1 ") << "two names of one property are two registrations";
+  ASSERT_EQ(subscribe(0, kApi, "c"), 0);
+  ASSERT_EQ(set(0, kPower, 2), 0);
+  EXPECT_EQ(seen(), "c0:2#2 b0:2#2 ") << "the place and the numbering stay";
+}
+
+TEST_F(Subscriptions, ADeviceThatIsGoneCallsNothing) {
+  start(R"("timeline": [{"atMs": 3000, "drop": "gpu1"}, {"atMs": 6000, "restore": "gpu1"},
+    {"atMs": 4000, "set": "gpu.power.consumption", "device": "gpu1", "value": 9}])");
+  ASSERT_EQ(subscribe(1), 0);
+  wait(3);  // 4 s
+  EXPECT_EQ(seen(), "");
+  EXPECT_EQ(subscribe(1), sim::kDeviceAbsent);
+  wait(1);
+  EXPECT_EQ(seen(), "1:9#1 ") << "back on the bus";
+}
+
+TEST_F(Subscriptions, BurstsComeInOrderAndLostOnesLeaveGaps) {
+  start(R"("timeline": [
+    {"atMs": 2000, "burst": "gpu.power.consumption", "device": "gpu*", "count": 3},
+    {"atMs": 3000, "lose": "gpu.power.consumption", "device": "gpu0", "count": 2},
+    {"atMs": 3000, "burst": "gpu.power.consumption", "device": "gpu0", "count": 3}])");
+  ASSERT_EQ(subscribe(0), 0);
+  wait(1);
+  EXPECT_EQ(seen(), "0:300#1 0:300#2 0:300#3 ");
+  wait(1);
+  EXPECT_EQ(seen(), "0:300#6 ");
+}
+
+TEST_F(Subscriptions, AStormHitsEveryCallbackOfTheProperty) {
+  start(R"("faults": [{"operation": "get", "device": "gpu0", "storm": 1000, "times": 1}])");
+  ASSERT_EQ(subscribe(0), 0);
+  ASSERT_EQ(subscribe(0, "GPUGetSerialNumberV2"), 0);
+  EXPECT_EQ(get(0, kPower), "300");
+  const std::string updates = seen();
+  EXPECT_EQ(std::count(updates.begin(), updates.end(), '#'), 1000);
+  EXPECT_TRUE(updates.ends_with("0:300#1000 "));
+}
+
+TEST_F(Subscriptions, ACallbackMayRegisterAndRead) {
+  start();
+  std::atomic<int> inner{-1};
+  std::string text;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi,
+                [&](std::uint16_t, const data_info::DataInfo&, std::uint64_t) {
+                  text = get(0, kPower, 1);
+                  inner = subscribe(0, kApi, "n");
+                },
+                -1, "", "", -1),
+            0);
+  ASSERT_EQ(set(0, kPower, 5), 0);
+  EXPECT_EQ(inner, 0);
+  EXPECT_EQ(text, "5");
+  ASSERT_EQ(set(0, kPower, 6), 0);
+  EXPECT_EQ(seen(), "n0:6#2 ");
+}
+
+TEST_F(Subscriptions, AnExceptionStaysInside) {
+  start();
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi, [](auto...) { throw 1; }, -1, "", "", -1),
+            0);
+  ASSERT_EQ(subscribe(0, "GPUGetTotalPowerConsumptionV2"), 0);
+  ASSERT_EQ(set(0, kPower, 5), 0);
+  EXPECT_EQ(seen(), "0:5#1 ");
+}
+
+TEST_F(Subscriptions, NothingIsCalledAfterStop) {
+  start();
+  ASSERT_EQ(subscribe(0), 0);
+  ASSERT_EQ(GPUManagerStop(), 0);
+  seen();
+  start();
+  ASSERT_EQ(set(0, kPower, 5), 0);
+  EXPECT_EQ(seen(), "") << "registrations end with the manager";
+}
+
+TEST_F(Subscriptions, WhatCannotBeRegistered) {
+  start();
+  EXPECT_EQ(subscribe(4), sim::kNoSuchDevice);
+  EXPECT_EQ(subscribe(0, "gpugetpowerconsumptionv2"), sim::kNoSuchProperty);
+  EXPECT_EQ(subscribe(0, "GPUGetHBMPowerConsumptionV2"), sim::kNoSuchProperty);
+  EXPECT_EQ(DeviceSetCallbackUpdateData(0, kApi, nullptr, -1, "", "", -1), sim::kBadArgument);
+}
+
+TEST_F(Subscriptions, InRealTimeTheThreadWakesByItself) {
+  const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 20}})");
+  ASSERT_EQ(GPUManagerInit("", profile.c_str(), ""), 0);
+  ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  std::atomic<int> calls{0};
+  const std::thread::id caller = std::this_thread::get_id();
+  std::atomic<bool> other{true};
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, "GPUGetPowerConsumptionV2",
+                [&](auto...) {
+                  other = other && std::this_thread::get_id() != caller;
+                  ++calls;
+                },
+                -1, "", "", -1),
+            0);
+  for (int i = 0; i < 60'000 && calls < 3; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(GPUManagerStop(), 0);
+  EXPECT_GE(calls, 3);
+  EXPECT_TRUE(other);
+}
+
+}  // namespace
