@@ -1,9 +1,11 @@
 """The schemas accept what the library accepts, and refuse what it refuses."""
 
 import copy
+import itertools
 import json
 import os
 import pathlib
+import re
 import shlex
 import subprocess
 
@@ -21,10 +23,16 @@ def kind_of(path):
     return path.stem.rsplit("_", 1)[-1]
 
 
+def schema(name):
+    return json.loads((ROOT / "schemas" / f"{name}.schema.json").read_text())
+
+
 def validator(kind):
-    schema = json.loads((ROOT / "schemas" / f"{kind}.schema.json").read_text())
-    jsonschema.Draft202012Validator.check_schema(schema)
-    return jsonschema.Draft202012Validator(schema)
+    """Resolves references between the files as an editor does, from the place of the schema."""
+    jsonschema.Draft202012Validator.check_schema(schema(kind))
+    folder = (ROOT / "schemas").as_uri() + "/"
+    resolver = jsonschema.RefResolver(folder, schema(kind))
+    return jsonschema.Draft202012Validator(schema(kind), resolver=resolver)
 
 
 VALIDATORS = {kind: validator(kind) for kind in KINDS}
@@ -119,3 +127,61 @@ def test_mutants_are_refused_by_both(path, tmp_path):
     refusals = [line for line in said.splitlines()]
     assert len(refusals) == sum(code == 14 for code in codes), "one line for each refusal"
     assert all(f"{tmp_path}/" in line and ":1:" in line for line in refusals)
+
+
+def test_the_schemas_name_the_devices_of_the_library():
+    kinds = re.findall(r'\{"(\w+)", DeviceType::', (ROOT / "devmgr/device_type.h").read_text())
+    common = schema("common")["$defs"]
+    assert common["kind"]["enum"] == kinds
+    assert common["devices"]["pattern"].startswith(f"^({'|'.join(kinds)})(")
+
+
+PROPERTY = {"manifest": "gpu.a", "properties": "gpu.a", "profile": "gpu.power.consumption"}
+EVENTS = {
+    "set": "gpu.a", "clear": "gpu.a", "drop": "gpu*", "restore": "gpu0", "burst": "gpu.a",
+    "lose": "gpu.a", "device": "gpu1", "value": 1, "count": 2,
+}  # fmt: skip
+VALUES = {
+    "value": 1, "serial": "S#", "counter": 1, "walk": [1, 2], "sum": "gpu.a",
+    "average": ["gpu.a"], "highest": "gpu.a", "integral": "gpu.a", "page": 0, "of": "r",
+    "first": 1, "perSecond": 1, "periodMs": 1, "scale": 1, "offset": 1, "precision": 1, "hex": 1,
+    "names": ["off", "on"], "access": "rw", "range": [0, 1], "unit": "W", "device": "gpu",
+}  # fmt: skip
+
+
+def combinations(members, length):
+    for count in range(1, length + 1):
+        for keys in itertools.combinations(members, count):
+            yield {key: members[key] for key in keys}
+
+
+def test_both_agree_on_every_combination_of_keys(tmp_path):
+    """But for a few that the schema need not know: what is no number has no number format, and
+    what is computed cannot be written."""
+    texts, computed = {"serial", "page"}, {"sum", "average", "highest", "integral"}
+    numeric = {"precision", "hex", "names", "range"}
+    records = {"r": {"entriesPerPage": 1, "entries": [1]}}
+    cases = {
+        "properties": [
+            {"records": records, "properties": {"gpu.a": 1, "gpu.b": value}}
+            for value in combinations(VALUES, 3)
+            if not (texts & value.keys() and numeric & value.keys())
+            and not ((texts | computed) & value.keys() and "access" in value)
+        ],
+        "manifest": [
+            {"board": "b", "devices": {"gpu": 2}, "overrides": {name: {"absent": False}}}
+            for name in ("gpu0", "gpu1", "gpu01", "gpu", "gpu*", "*", "nic0")
+        ],
+        "profile": [{"timeline": [{"atMs": 1, **event}]} for event in combinations(EVENTS, 4)],
+    }
+    for kind, documents in cases.items():
+        files = [tmp_path / f"{kind}{number}.json" for number in range(len(documents))]
+        for file, document in zip(files, documents):
+            file.write_text(json.dumps(document).replace("gpu.a", PROPERTY[kind]))
+        codes, _ = library_codes(kind, files)
+        valid = [VALIDATORS[kind].is_valid(document) for document in documents]
+        assert True in valid and False in valid
+        differ = [
+            document for document, ok, code in zip(documents, valid, codes) if ok != (code == 0)
+        ]
+        assert differ == []
