@@ -11,7 +11,7 @@
 namespace sim {
 namespace {
 
-constexpr std::size_t kMaxDepth = 32;
+constexpr std::size_t kMaxNesting = 32;
 constexpr std::size_t kMaxMembers = 4096;
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -185,7 +185,7 @@ class TreeBuilder {
 
 bool TreeBuilder::open(JsonType type) {
   const Node& node = add(type);
-  if (open_.size() == kMaxDepth) reject(node, "nested too deeply");
+  if (open_.size() == kMaxNesting) reject(node, "nested too deeply");
   open_.push_back({nodes_.size() - 1, std::pmr::unordered_set<std::string_view>(&source_.memory)});
   return true;
 }
