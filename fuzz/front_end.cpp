@@ -2,7 +2,7 @@
 
 #include "cli/command_line.h"
 #include "cli/registry.h"
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 #include "fuzz/target.h"
 
 /// The front end: a line of words against the tool's own registry, or against one of the input's
@@ -13,7 +13,7 @@ namespace {
 using boardctl::OptionSpec;
 
 struct Registry {
-  std::vector<naive::Entry> entries;
+  std::vector<reference::Entry> entries;
   std::vector<OptionSpec> specs;
 };
 
@@ -28,7 +28,7 @@ boardctl::CommandHandler handler(std::size_t place) {
 }
 
 Registry toolRegistry() {
-  Registry registry = {naive::toolEntries(), boardctl::optionRegistry};
+  Registry registry = {reference::toolEntries(), boardctl::optionRegistry};
   for (std::size_t i = 0; i < registry.specs.size(); ++i) registry.specs[i].handler = handler(i);
   return registry;
 }
@@ -38,7 +38,7 @@ Registry ownRegistry(fuzz::Input& input) {
   const unsigned count = input.byte() % 8;
   for (unsigned i = 0; i < count; ++i) {
     const unsigned kinds = input.byte();
-    naive::Entry entry;
+    reference::Entry entry;
     entry.kind = static_cast<int>(kinds % 3);
     entry.presence = static_cast<int>(kinds / 3 % 3);
     entry.name = input.line();
@@ -64,7 +64,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<std::string> words;
   while (!input.empty()) words.push_back(input.line());
 
-  const naive::Parsed expected = naive::parse(words, registry.entries);
+  const reference::Parsed expected = reference::parse(words, registry.entries);
   std::vector<std::string> calls;
   int status = 0;
   std::size_t last = 0;
@@ -81,7 +81,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     status = -1;
     for (const char* help : {"-h", "--help"}) {
       for (std::size_t i = registry.entries.size(); i-- > 0 && calls.empty();) {
-        const naive::Entry& entry = registry.entries[i];
+        const reference::Entry& entry = registry.entries[i];
         if (entry.name == help || entry.longName == help) calls.push_back(std::to_string(i) + ":");
       }
     }

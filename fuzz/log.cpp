@@ -10,7 +10,7 @@
 namespace {
 
 /// The letter and the message, as they must follow the time stamp.
-std::string naiveLine(int level, const std::string& message) {
+std::string referenceLine(int level, const std::string& message) {
   const int low = level & 0xFF;
   std::string line(1, low >= 1 && low <= 5 ? "PEWDI"[low - 1] : 'O');
   line += message;
@@ -75,7 +75,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       if ((number & 0xFF) != 0) message += static_cast<char>(number) + std::string(words);
       break;
   }
-  std::string expected = passes(target.levelText, level) ? naiveLine(level, message) : "";
+  std::string expected = passes(target.levelText, level) ? referenceLine(level, message) : "";
   std::string found = lines.str();
   if (!found.empty() && (level & boardctl::kLogNoTimeStamp) == 0) {
     checkStamp(std::string_view(found).substr(0, std::min<std::size_t>(29, found.size())));

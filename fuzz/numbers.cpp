@@ -1,7 +1,7 @@
 #include <stdexcept>
 
 #include "cli/handlers.h"
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 #include "fuzz/target.h"
 #include "tests/support/recording_library.h"
 #include "tools/boardctl/numeric_arg.h"
@@ -11,9 +11,9 @@
 
 namespace {
 
-std::string describe(const naive::Number& number) {
-  if (number.error == naive::Number::Error::notANumber) return "invalid";
-  if (number.error == naive::Number::Error::outOfRange) return "out of range";
+std::string describe(const reference::Number& number) {
+  if (number.error == reference::Number::Error::notANumber) return "invalid";
+  if (number.error == reference::Number::Error::outOfRange) return "out of range";
   return std::to_string(number.value);
 }
 
@@ -34,9 +34,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   const unsigned mode = input.byte();
   const std::string first = input.line();
-  fuzz::expectEqual("number", describe(naive::numeric(first)),
+  fuzz::expectEqual("number", describe(reference::numeric(first)),
                     outcome([&] { return boardctl::parseNumericArg(first); }));
-  fuzz::expectEqual("decimal", describe(naive::decimal(first)),
+  fuzz::expectEqual("decimal", describe(reference::decimal(first)),
                     outcome([&] { return std::stoi(first); }));
   if (input.empty()) return 0;
 
@@ -47,13 +47,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                    {"rawSyncCmd", boardctl::rawSyncCmdData},
                    {"rawAsyncCmd", boardctl::rawAsyncCmdData}};
   const auto& command = kCommands[mode % 3];
-  naive::Answers answers;
+  reference::Answers answers;
   answers.postbox = mode < 128 ? 0 : -static_cast<int>(mode);
   answers.word = mode * 0x01020304;
   answers.output.assign(mode / 3 % 8, answers.word);
   std::vector<std::string> words = {command.name, mode % 4 == 3 ? "fpga" : "gpu", first};
   while (!input.empty()) words.push_back(input.line());
-  const naive::Effect expected = naive::command(words, answers);
+  const reference::Effect expected = reference::command(words, answers);
 
   resetLibrary();
   library().postboxResult = answers.postbox;

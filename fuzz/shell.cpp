@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "cli/handlers.h"
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 #include "fuzz/target.h"
 #include "tests/support/recording_library.h"
 #include "tools/boardctl/settings.h"
@@ -12,8 +12,8 @@
 
 namespace {
 
-naive::Answers drawAnswers(fuzz::Input& input) {
-  naive::Answers answers;
+reference::Answers drawAnswers(fuzz::Input& input) {
+  reference::Answers answers;
   const unsigned failing = input.byte();
   const unsigned shape = input.byte();
   const int code = static_cast<int>(input.word());
@@ -35,7 +35,7 @@ naive::Answers drawAnswers(fuzz::Input& input) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
-  const naive::Answers answers = drawAnswers(input);
+  const reference::Answers answers = drawAnswers(input);
   std::string session = input.rest() + "\nquit\n";
 
   resetLibrary();
@@ -58,7 +58,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   told.outputWords = answers.output;
   boardctl::shellActive = false;
 
-  const naive::Effect expected = naive::session(session, answers);
+  const reference::Effect expected = reference::session(session, answers);
   std::FILE* const before = stdin;
   stdin = fmemopen(session.data(), session.size(), "r");
   bool raised = false;

@@ -1,6 +1,6 @@
 #include "cli/usage.h"
 
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 #include "fuzz/target.h"
 
 /// The usage table of any registry at any width.
@@ -8,10 +8,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   const unsigned indent = input.byte();
   const unsigned width = input.byte();
-  std::vector<naive::Entry> entries;
+  std::vector<reference::Entry> entries;
   std::vector<boardctl::OptionSpec> specs;
   while (!input.empty() && entries.size() < 20) {
-    naive::Entry entry;
+    reference::Entry entry;
     entry.kind = input.byte() % 3;
     entry.name = input.line();
     entry.longName = input.line();
@@ -25,7 +25,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                        entry.hint, boardctl::Presence::optional, entry.help, nullptr);
     entries.push_back(std::move(entry));
   }
-  fuzz::expectEqual("table", naive::usageTable(entries, indent, width),
+  fuzz::expectEqual("table", reference::usageTable(entries, indent, width),
                     boardctl::formatOptionTable(specs, indent, width));
   return 0;
 }

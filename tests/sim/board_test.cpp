@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Whoever holds updates defines these for itself.
+// Every user of updates defines these for itself.
 void value_type::ValueType::onChange() {}
 void data_info::DataInfo::onChange() {}
 
@@ -122,7 +122,7 @@ TEST_F(BoardTest, AWaitThatEndsWithTheBoardTouchesNothing) {
   EXPECT_EQ(get(0, "gpu.power").text, "300");
 }
 
-TEST_F(BoardTest, AHangIsLeftToWhoeverKeepsTheTime) {
+TEST_F(BoardTest, AHangWaitsWithTheWaiter) {
   FaultEffect effect;
   effect.hang = true;
   addFault(effect);

@@ -17,7 +17,7 @@
 #include "devmgr/properties.h"
 #include "sim/base/codes.h"
 
-// Whoever holds updates defines these for itself.
+// Every user of updates defines these for itself.
 void value_type::ValueType::onChange() {}
 void data_info::DataInfo::onChange() {}
 

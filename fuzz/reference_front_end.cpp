@@ -1,8 +1,8 @@
 #include <cctype>
 
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 
-namespace naive {
+namespace reference {
 namespace {
 
 int tokens(const std::string& hint) {
@@ -129,4 +129,4 @@ std::string usageTable(const std::vector<Entry>& entries, unsigned indent, unsig
   return table;
 }
 
-}  // namespace naive
+}  // namespace reference

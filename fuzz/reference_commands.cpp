@@ -4,9 +4,9 @@
 #include <set>
 #include <sstream>
 
-#include "fuzz/naive.h"
+#include "fuzz/reference.h"
 
-namespace naive {
+namespace reference {
 namespace {
 
 Number convert(const std::string& word, unsigned base) {
@@ -356,4 +356,4 @@ Effect session(const std::string& input, const Answers& answers) {
   return effect;
 }
 
-}  // namespace naive
+}  // namespace reference

@@ -8,7 +8,7 @@
 
 /// The documented rules once more, written without regard to speed or elegance and without a line
 /// shared with the tool, so that the fuzz targets can compare the two.
-namespace naive {
+namespace reference {
 
 using Words = std::vector<std::string>;
 
@@ -72,4 +72,4 @@ Effect command(const Words& words, const Answers& answers);
 /// A whole session; it ends at "quit", at "exit" or with an error.
 Effect session(const std::string& input, const Answers& answers);
 
-}  // namespace naive
+}  // namespace reference
