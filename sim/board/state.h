@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -59,7 +58,9 @@ class BoardState {
   struct PropertyKey {
     PropertyIndex property;
     int deviceId;
-    friend auto operator<=>(const PropertyKey&, const PropertyKey&) = default;
+    friend bool operator<(const PropertyKey& a, const PropertyKey& b) {
+      return std::pair(a.property, a.deviceId) < std::pair(b.property, b.deviceId);
+    }
   };
 
   [[nodiscard]] const Change* lastChange(PropertyKey key, Time time) const;

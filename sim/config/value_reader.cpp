@@ -156,28 +156,28 @@ std::span<const std::string_view> knownKeys(bool ofProperty) {
   return std::span(keys).first(keys.size() - (ofProperty ? 0 : kPropertyOnlyKeys.size()));
 }
 
-std::string quoted(std::string_view key) { return "'" + std::string(key) + "'"; }
-
+/// The first model that is named; every other key has to go with it. All keys are known ones.
 const ModelRow& chooseModel(const Node& object) {
   const ModelRow* chosen = nullptr;
-  for (const ModelRow& row : kModels) {
-    if (object.find(row.key) == nullptr) continue;
-    if (chosen != nullptr) {
-      object.reject(quoted(chosen->key) + " and " + quoted(row.key) + " cannot be combined");
-    }
-    chosen = &row;
+  for (auto member = object.items.begin(); member != object.items.end() && !chosen; ++member) {
+    const auto row = std::ranges::find(kModels, member->key, &ModelRow::key);
+    if (row != kModels.end()) chosen = &*row;
   }
   if (chosen == nullptr) {
     std::array<std::string_view, kModels.size()> keys;
     std::ranges::transform(kModels, keys.begin(), &ModelRow::key);
     rejectWithout(object, keys);
   }
-  for (const ModelRow& row : kModels) {
-    for (const std::string_view option : row.options) {
-      const Node* member = option.empty() ? nullptr : object.find(option);
-      if (member == nullptr || std::ranges::count(chosen->options, option) != 0) continue;
-      member->reject(quoted(option) + " cannot be combined with " + quoted(chosen->key));
+  const auto isAmong = [](std::span<const std::string_view> keys, std::string_view key) {
+    return std::ranges::find(keys, key) != keys.end();
+  };
+  for (const Node& member : object.items) {
+    if (member.key == chosen->key || isAmong(chosen->options, member.key) ||
+        isAmong(kFormatKeys, member.key) || isAmong(kPropertyOnlyKeys, member.key)) {
+      continue;
     }
+    member.reject("'" + std::string(member.key) + "' cannot be combined with '" +
+                  std::string(chosen->key) + "'");
   }
   return *chosen;
 }

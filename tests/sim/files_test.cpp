@@ -178,7 +178,7 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
             at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
                  "missing");
   EXPECT_EQ(propertyRejection(R"({"value": 1, "counter": 1})"),
-            at + "'value' and 'counter' cannot be combined");
+            "p.json:1:50: /properties/gpu.x/counter: 'counter' cannot be combined with 'value'");
   EXPECT_EQ(
       propertyRejection(R"({"value": 1, "perSecond": 1})"),
       "p.json:1:52: /properties/gpu.x/perSecond: 'perSecond' cannot be combined with 'value'");
