@@ -1,7 +1,7 @@
 """Every command over a library that answers with anything at all."""
 
 import pytest
-from built_program import STARTING, USAGE
+from built_program import EMULATOR, SANITIZED, STARTING, USAGE
 from conftest import MANIFEST
 from limits import HANG
 
@@ -14,6 +14,9 @@ HOSTILE_TEXT = "[E]hostile %s\n\x1b[31m\n"
 API = "GPUGetVendorIdV2"
 
 CODES = [1, 2, 10, 31, 127, 128, 255, 256, 2147483647, -1, -2, -255, -2147483648]
+if SANITIZED or EMULATOR:
+    # A thousand processes that are slow to start would tell no more.
+    CODES = [1, 256, -1, -2147483648]
 
 
 def hexadecimal(code):
