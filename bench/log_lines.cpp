@@ -84,12 +84,12 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  rows("log line, filtered, beside an empty loop", 100 * kLines, filtered, emptyRounds);
+  rows("log line, filtered, vs. an empty loop", 100 * kLines, filtered, emptyRounds);
 
   logger.levelText = "4";
   logger.output.open("/dev/null");
   std::FILE* const file = std::fopen("/dev/null", "w");
-  rows("log line, written, beside snprintf and a buffered write", kLines, written,
+  rows("log line, written, vs. snprintf and a buffered write", kLines, written,
        [file](int lines) { yardstick(file, lines); });
   std::fclose(file);
   return 0;

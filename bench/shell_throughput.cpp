@@ -75,7 +75,7 @@ int main() {
   dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
   const bench::Pair best = bench::compare(kRounds, shell, bareLoop);
   dup2(terminal, STDOUT_FILENO);
-  bench::row("shell line, beside the bare loop", best.measured / kLines, best.yardstick / kLines,
+  bench::row("shell line, vs. the bare loop", best.measured / kLines, best.yardstick / kLines,
              "ns");
   return 0;
 }
