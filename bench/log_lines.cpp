@@ -35,7 +35,7 @@ void written(int lines) {
   }
 }
 
-void yardstick(std::FILE* file, int lines) {
+void baseline(std::FILE* file, int lines) {
   for (int line = 0; line < lines; ++line) {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -58,15 +58,15 @@ void onThreads(int count, Work work) {
 }
 
 /// A row for one thread and one for 8 that share the lines.
-template <typename Work, typename Yardstick>
-void rows(const std::string& what, int lines, Work work, Yardstick yardstick) {
+template <typename Work, typename Baseline>
+void rows(const std::string& what, int lines, Work work, Baseline baseline) {
   for (const int threads : {1, 8}) {
     const int each = lines / threads;
     const bench::Pair best = bench::compare(
         9, [&] { onThreads(threads, [&work, each] { work(each); }); },
-        [&] { onThreads(threads, [&yardstick, each] { yardstick(each); }); });
+        [&] { onThreads(threads, [&baseline, each] { baseline(each); }); });
     const std::string row = what + (threads == 1 ? "" : ", 8 threads at once");
-    bench::row(row.c_str(), best.measured / lines, best.yardstick / lines, "ns");
+    bench::row(row.c_str(), best.measured / lines, best.baseline / lines, "ns");
   }
 }
 
@@ -84,13 +84,13 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  rows("log line, filtered, beside an empty loop", 100 * kLines, filtered, emptyRounds);
+  rows("log line, filtered, vs. an empty loop", 100 * kLines, filtered, emptyRounds);
 
   logger.levelText = "4";
   logger.output.open("/dev/null");
   std::FILE* const file = std::fopen("/dev/null", "w");
-  rows("log line, written, beside snprintf and a buffered write", kLines, written,
-       [file](int lines) { yardstick(file, lines); });
+  rows("log line, written, vs. snprintf and a buffered write", kLines, written,
+       [file](int lines) { baseline(file, lines); });
   std::fclose(file);
   return 0;
 }

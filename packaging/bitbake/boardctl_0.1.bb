@@ -1,20 +1,19 @@
-# For release scarthgap or later, which has CMake 3.25, with the layer meta-oe, which has
-# nlohmann-json.
+# Requires release scarthgap or later for CMake 3.25, and the layer meta-oe for nlohmann-json.
 SUMMARY = "Access to the devices of an accelerator baseboard"
 DESCRIPTION = "Reads, writes and clears properties of the baseboard's devices through the board \
-maker's device library, libdevmgr.so.0, which the image has to bring along. The package \
-${PN}-sim holds a simulated board in a folder where the loader does not look."
+maker's device library, libdevmgr.so.0, which the image has to provide. The package ${PN}-sim \
+contains a simulated board in a directory that the dynamic loader does not search."
 HOMEPAGE = "https://boardctl.example"
 SECTION = "console/utils"
 # The owners have not granted a licence yet.
 LICENSE = "CLOSED"
 
-# The archive that scripts/source-archive writes, beside this file or in a folder "files".
+# Created by scripts/source-archive. Put it next to this file or in a directory "files".
 SRC_URI = "file://boardctl-${PV}.tar.gz"
 
-# The board maker's library, or its folder, for a .bbappend that also names its recipe in DEPENDS.
-# The tool is then linked with it and requires it, and neither the simulated board nor the tests,
-# which run on that board, are made.
+# The board maker's library, or its directory. Set this in a .bbappend that also adds the library's
+# recipe to DEPENDS. The tool is then linked against the library and requires it. The simulated board
+# is not built, and neither are the tests, which need that board.
 DEVMGR_LIBRARY ?= ""
 SIMULATED = "${@'' if d.getVar('DEVMGR_LIBRARY') else '1'}"
 
@@ -25,7 +24,7 @@ PTEST_ENABLED = "${@bb.utils.contains('DISTRO_FEATURES', 'ptest', d.getVar('SIMU
 DEPENDS = "${@bb.utils.contains('SIMULATED', '1', 'nlohmann-json', '', d)}"
 DEPENDS += "${@bb.utils.contains('PTEST_ENABLED', '1', 'googletest', '', d)}"
 
-# Manual page and completion are written by a program that runs while building.
+# A program that runs on the build machine generates the manual page and the completion files.
 EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=MinSizeRel -DBOARDCTL_BUILD_CXX='${BUILD_CXX}'"
 EXTRA_OECMAKE += "-DBOARDCTL_DEVMGR_LIBRARY:PATH=${DEVMGR_LIBRARY}"
 EXTRA_OECMAKE += "${@bb.utils.contains('PTEST_ENABLED', '1', '${PTEST_OPTIONS}', '-DBOARDCTL_TESTS=OFF', d)}"
@@ -44,9 +43,9 @@ FILES:${PN}-bash-completion = "${datadir}/bash-completion"
 FILES:${PN}-zsh-completion = "${datadir}/zsh"
 FILES:${PN} += "${datadir}/rlwrap"
 
-# The simulated board's library is for ${PN}-sim alone, and the one that tests load before others
-# for the tests. Neither may be installed because the tool needs a library of that name, so the
-# packages' requirements are those of PRIVATE_LIBS, without the ones that rpm finds in each file.
+# Only ${PN}-sim uses the simulated board's library, and only the tests use the library that they
+# preload. Neither package may satisfy another package's dependency on a library of that name, so
+# PRIVATE_LIBS hides both libraries, and SKIP_FILEDEPS turns off rpm's own per-file dependencies.
 PRIVATE_LIBS:${PN}-sim = "libdevmgr.so.0"
 PRIVATE_LIBS:${PN}-ptest = "libskip_wait.so"
 SKIP_FILEDEPS:${PN} = "${SIMULATED}"

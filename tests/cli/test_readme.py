@@ -45,6 +45,11 @@ def test_the_session_is_a_real_one(boardctl):
     assert boardctl(*command.split()[1:], stdin=typed) == (expected, "", 0)
 
 
+def test_the_command_is_a_real_one(boardctl):
+    command, shown = console("get gpu 3")
+    assert boardctl(*command.split()[1:]) == (shown, "", 0)
+
+
 def test_the_line_with_the_launcher_completes_after_the_demo(tmp_path, boardctl):
     command, _ = console("boardctl-shell")
     examples = tmp_path / "examples"
@@ -146,4 +151,13 @@ def test_the_files_and_folders_that_it_names_exist(page):
     linked = re.findall(r"\]\((.*?)\)", text)
     assert inline and len(inline) + len(linked) > 10
     for path in inline + linked:
-        assert (ROOT / path).exists(), path
+        file, _, heading = path.partition("#")
+        target = ROOT / (file or page)
+        assert target.exists(), path
+        assert not heading or heading in headings(target), path
+
+
+def headings(page):
+    """The anchors of a page, as its readers' programs form them."""
+    titles = re.findall(r"^#+ (.*)", page.read_text(), re.M)
+    return [re.sub(r"[^\w -]", "", title).lower().replace(" ", "-") for title in titles]

@@ -7,7 +7,7 @@ import shutil
 import subprocess
 
 import pytest
-from built_program import ROOT, Boardctl
+from built_program import EMULATOR, ROOT, Boardctl
 from limits import HANG
 from posix_shells import SHELLS, search_path
 
@@ -67,7 +67,8 @@ class Kitchen:
         return self.start(text, stdin=subprocess.PIPE).communicate(typed, timeout=HANG)[0]
 
 
-@pytest.fixture(scope="module", params=SHELLS)
+# The management controller has BusyBox alone.
+@pytest.fixture(scope="module", params=["busybox"] if EMULATOR else SHELLS)
 def kitchen(request, tmp_path_factory):
     return Kitchen(tmp_path_factory.mktemp("cook"), request.param)
 

@@ -1,7 +1,7 @@
 """Every command over a library that answers with anything at all."""
 
 import pytest
-from built_program import STARTING, USAGE
+from built_program import EMULATOR, SANITIZED, STARTING, USAGE
 from conftest import MANIFEST
 from limits import HANG
 
@@ -14,6 +14,10 @@ HOSTILE_TEXT = "[E]hostile %s\n\x1b[31m\n"
 API = "GPUGetVendorIdV2"
 
 CODES = [1, 2, 10, 31, 127, 128, 255, 256, 2147483647, -1, -2, -255, -2147483648]
+if SANITIZED or EMULATOR:
+    # A thousand processes that are slow to start would tell no more.
+    CODES = [1, 256, -1, -2147483648]
+MANY = 10_000 if EMULATOR else 1_000_000
 
 
 def hexadecimal(code):
@@ -151,7 +155,7 @@ def test_any_text_is_printed_as_it_is_and_never_past_its_buffer(hostile, kind):
     assert hostile(*MANIFEST, "list", "all") == (listing, "", 0)
 
 
-@pytest.mark.parametrize("names, size", [(0, 1), (1, 8), (100_000, 8), (3, 1 << 20)])
+@pytest.mark.parametrize("names, size", [(0, 1), (1, 8), (MANY // 10, 8), (3, 1 << 20)])
 def test_lists_of_any_length_and_names_of_any_size(hostile, names, size):
     hostile.orders = f"names={names};size={size};text=empty"
     words = [f"p{i}".ljust(size, "n") for i in range(names)]
@@ -226,7 +230,7 @@ def test_a_long_list_of_failures_is_counted_once_in_the_log(hostile):
     assert log.endswith("[getGpuData]: Failure count : 1000.\n")
 
 
-@pytest.mark.parametrize("words", [0, 1, 1_000_000])
+@pytest.mark.parametrize("words", [0, 1, MANY])
 def test_replies_of_any_length(hostile, words):
     hostile.orders = f"words={words}"
     reply = "".join(f"{byte:02x} " for word in range(words) for byte in word.to_bytes(4, "little"))

@@ -76,8 +76,8 @@ def test_the_simulated_board(install, tmp_path):
 
 def test_the_documents(install):
     prefix = "share/doc/boardctl/"
-    expected = {f"{prefix}docs/{path.name}" for path in (ROOT / "docs").glob("*.md")}
-    assert install("docs") == {f"{prefix}README.md", *expected}
+    pages = [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), *ROOT.glob("docs/*.svg")]
+    assert install("docs") == {prefix + str(page.relative_to(ROOT)) for page in pages}
 
 
 def test_without_a_component_named_everything_is_installed(tmp_path, install):
