@@ -106,7 +106,7 @@ TEST_F(ManagerTest, UnderTheShellNothingIsStartedWaitedForOrStopped) {
 
 TEST_F(ManagerTest, FileNamesThatWereNotGivenAreEmptyTexts) {
   manifestFile = profileFile = propertiesFile = "";
-  Manager().start(kStartForList);
+  ManagerSession().start(kStartForList);
   EXPECT_EQ(library().calls[0], R"(GPUManagerInit("", "", ""))");
 }
 
@@ -114,7 +114,7 @@ TEST_F(ManagerTest, FileNamesArePassedInTheirOrder) {
   manifestFile = "a";
   profileFile = "b";
   propertiesFile = "c";
-  Manager().start(kStartForList);
+  ManagerSession().start(kStartForList);
   EXPECT_EQ(library().calls[0], R"(GPUManagerInit("a", "b", "c"))");
 }
 
@@ -134,7 +134,7 @@ TEST_F(ManagerTest, TheWaitIsSecondsAndNanoseconds) {
     SCOPED_TRACE(row.milliseconds);
     resetLibrary();
     startupWaitMs = row.milliseconds;
-    run([](const Words&) { return Manager().start(kStartForGet); }, {});
+    run([](const Words&) { return ManagerSession().start(kStartForGet); }, {});
     EXPECT_EQ(sleepCalls(), row.calls);
   }
 }
@@ -147,26 +147,27 @@ TEST_F(ManagerTest, TheWaitTakesSixSecondsOutsideTheShellUnlessSet) {
 TEST_F(ManagerTest, AnInterruptedSleepGoesOnForTheRest) {
   startupWaitMs = 6000;
   library().sleepResults = {EINTR, EINTR, 0};
-  run([](const Words&) { return Manager().start(kStartForGet); }, {});
+  run([](const Words&) { return ManagerSession().start(kStartForGet); }, {});
   EXPECT_EQ(sleepCalls(), (Calls{"nanosleep(6, 0)", "nanosleep(3, 7)", "nanosleep(1, 7)"}));
 }
 
 TEST_F(ManagerTest, AnyOtherFailureEndsTheWait) {
   startupWaitMs = 6000;
   library().sleepResults = {EINVAL, 0};
-  EXPECT_EQ(run([](const Words&) { return Manager().start(kStartForGet); }, {}).result, 0);
+  EXPECT_EQ(run([](const Words&) { return ManagerSession().start(kStartForGet); }, {}).result, 0);
   EXPECT_EQ(sleepCalls(), Calls{"nanosleep(6, 0)"});
 }
 
 TEST_F(ManagerTest, TheStartLineComesAfterTheRunAndBeforeTheWait) {
   startupWaitMs = 1;
   library().during = [](const std::string& call) { std::printf("<%s>", call.c_str()); };
-  const Outcome outcome = run([](const Words&) { return Manager().start(kStartForGet); }, {});
+  const Outcome outcome =
+      run([](const Words&) { return ManagerSession().start(kStartForGet); }, {});
   EXPECT_EQ(outcome.output, "<GPUManagerInit><GPUManagerRun>" + kStarting + "<nanosleep>");
 }
 
 TEST_F(ManagerTest, DestructionStopsNothing) {
-  run([](const Words&) { return Manager().start(kStartForGet); }, {});
+  run([](const Words&) { return ManagerSession().start(kStartForGet); }, {});
   EXPECT_EQ(library().calls, (Calls{kInit, kRun}));
 }
 

@@ -79,7 +79,7 @@ std::int32_t changeProperty(const Change& change, const std::vector<std::string>
                                  change.wordsNeeded > 2 ? std::stoi(words[2]) : 0};
   change.logRequest(change, request);
 
-  const Manager manager;
+  const ManagerSession manager;
   manager.start(kStartForChange);
 
   const std::string_view kind = std::string_view(property).substr(0, property.find('.'));

@@ -51,7 +51,7 @@ std::int32_t getGpuData(std::vector<std::string> words) {
                __FILE__, kGetRequestLine, kName, deviceId, property.c_str(), accessMode,
                deviceType);
 
-  const Manager manager;
+  const ManagerSession manager;
   if (const std::int32_t result = manager.start(kStartForGet); result != 0) return result;
 
   std::vector<std::string> supported;

@@ -17,7 +17,7 @@ constexpr std::string_view kRule =
 }  // namespace
 
 std::int32_t listGpuProperties(std::vector<std::string> words) {
-  const Manager manager;
+  const ManagerSession manager;
   manager.start(kStartForList);
   if (words.empty()) {
     printMissingWords(kListUsage);

@@ -22,23 +22,23 @@ void waitForStartup() {
 
 }  // namespace
 
-Manager::Manager() : Manager(!shellActive) {}
+ManagerSession::ManagerSession() : ManagerSession(!shellActive) {}
 
-std::int32_t Manager::start(const StartRule& rule) const {
+std::int32_t ManagerSession::start(const StartOptions& options) const {
   if (!owned_) return 0;
   const std::int32_t result =
       GPUManagerInit(manifestFile.c_str(), profileFile.c_str(), propertiesFile.c_str());
-  if (result != 0 && rule.checksInit) {
+  if (result != 0 && options.checksInit) {
     print("GPU Manager Init failed!!\n");
     return result;
   }
   GPUManagerRun(0, 0);
-  if (rule.printsStartLine) print("Starting GPU Manager...\n");
-  if (rule.waits) waitForStartup();
+  if (options.printsStartLine) print("Starting GPU Manager...\n");
+  if (options.waits) waitForStartup();
   return 0;
 }
 
-void Manager::stop() const {
+void ManagerSession::stop() const {
   if (owned_) GPUManagerStop();
 }
 

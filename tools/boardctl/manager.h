@@ -5,43 +5,43 @@
 namespace boardctl {
 
 /// How a command departs from the common start of the device manager.
-struct StartRule {
+struct StartOptions {
   bool checksInit;       ///< a failed init ends the command with the library's code
   bool printsStartLine;  ///< "Starting GPU Manager..."
   bool waits;            ///< sleeps `startupWaitMs`
 };
 
-inline constexpr StartRule kStartForShell = {
+inline constexpr StartOptions kStartForShell = {
     .checksInit = true, .printsStartLine = false, .waits = false};
-inline constexpr StartRule kStartForList = {
+inline constexpr StartOptions kStartForList = {
     .checksInit = false, .printsStartLine = false, .waits = false};
-inline constexpr StartRule kStartForGet = {
+inline constexpr StartOptions kStartForGet = {
     .checksInit = true, .printsStartLine = true, .waits = true};
-inline constexpr StartRule kStartForChange = {
+inline constexpr StartOptions kStartForChange = {
     .checksInit = false, .printsStartLine = true, .waits = true};
-inline constexpr StartRule kStartForRaw = {
+inline constexpr StartOptions kStartForRaw = {
     .checksInit = true, .printsStartLine = true, .waits = true};
-inline constexpr StartRule kStartForCallback = {
+inline constexpr StartOptions kStartForCallback = {
     .checksInit = false, .printsStartLine = true, .waits = true};
 
 /// A use of the device manager. Nothing is stopped by destruction: several failure paths end the
 /// process with the manager running. Main thread only.
-class Manager {
+class ManagerSession {
  public:
   /// For a command: under the shell, which keeps the manager running, `start` and `stop` do
   /// nothing.
-  Manager();
+  ManagerSession();
 
   /// For the shell itself, which starts and stops the manager in any case.
-  static Manager forShell() { return Manager(true); }
+  static ManagerSession forShell() { return ManagerSession(true); }
 
   /// Returns 0 when the command may go on, else the code of a failed init, which has been reported
   /// on standard output.
-  std::int32_t start(const StartRule& rule) const;
+  std::int32_t start(const StartOptions& options) const;
   void stop() const;
 
  private:
-  explicit Manager(bool owned) : owned_(owned) {}
+  explicit ManagerSession(bool owned) : owned_(owned) {}
 
   bool owned_;
 };

@@ -182,7 +182,7 @@ std::int32_t sendRaw(const RawCommand& command, const std::vector<std::string>& 
   }
   const RawRequest request = parseRequest(command, words);
 
-  const Manager manager;
+  const ManagerSession manager;
   if (const std::int32_t result = manager.start(kStartForRaw); result != 0) return result;
 
   command.printHeader(request);

@@ -27,7 +27,7 @@ std::int32_t registerCallbackApi(std::vector<std::string> words) {
   BOARDCTL_LOG(kLogDebug, "[%s:%d][%s]: gpuId : %d, propName : %s.\n", __FILE__, __LINE__, kName,
                deviceId, apiName.c_str());
 
-  const Manager manager;
+  const ManagerSession manager;
   manager.start(kStartForCallback);
   if (!PropertyCatalogue::ApiPropertyMap.contains(apiName)) {
     print("API Name not found.\n");

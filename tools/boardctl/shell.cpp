@@ -104,7 +104,7 @@ void runLine(std::string_view line) {
 std::int32_t runShell(std::vector<std::string> /*words*/) {
   shellActive = true;
   pthread_setname_np(pthread_self(), "GPU shell");
-  const Manager manager = Manager::forShell();
+  const ManagerSession manager = ManagerSession::forShell();
   if (const std::int32_t result = manager.start(kStartForShell); result != 0) return result;
 
   LineReader input;
