@@ -12,7 +12,7 @@ bool matches(const FaultRule& rule, const Call& call, Time now) {
     return false;
   }
   if (now < rule.from || (rule.until && now >= *rule.until)) return false;
-  if (!rule.anyDevice && !(call.device && rule.device.matches(*call.device))) return false;
+  if (rule.device.kind && !(call.device && rule.device.matches(*call.device))) return false;
   if (rule.accessMode && rule.accessMode != call.accessMode) return false;
   return globMatches(rule.property, call.propertyName);
 }

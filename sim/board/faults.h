@@ -26,8 +26,7 @@ struct FaultEffect {
 
 struct FaultRule {
   std::optional<Operation> operation;  ///< Without one: everything but `init`.
-  DevicePattern device;
-  bool anyDevice = true;
+  DevicePattern device;                ///< All devices: also calls that concern none.
   std::string property = "*";
   std::optional<int> accessMode;
   Time from = 0;

@@ -22,10 +22,7 @@ void readSelection(FaultRule& rule, const Node& node, const Topology& topology) 
   if (const Node* operation = node.find("operation")) {
     rule.operation = static_cast<Operation>(wordOf(*operation, kOperationWords, "an operation"));
   }
-  if (const Node* device = node.find("device")) {
-    rule.device = readDevicePattern(*device, topology);
-    rule.anyDevice = !rule.device.kind;
-  }
+  if (const Node* device = node.find("device")) rule.device = readDevicePattern(*device, topology);
   if (const Node* property = node.find("property")) rule.property = textOf(*property);
   if (const Node* mode = node.find("accessMode")) {
     rule.accessMode = static_cast<int>(wholeOf(*mode, 0, 1));
