@@ -85,10 +85,13 @@ std::size_t DefinedNames::recordNamed(const Node& name) const {
   return static_cast<std::size_t>(found - records_.begin());
 }
 
+std::size_t DefinedNames::entriesPerPage(const Node& record) {
+  return static_cast<std::size_t>(wholeOf(requireMember(record, "entriesPerPage"), 1, 64));
+}
+
 std::size_t DefinedNames::pagesOf(std::size_t record) const {
   const Node& node = *records_[record];
-  const auto perPage =
-      static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
+  const std::size_t perPage = entriesPerPage(node);
   const std::size_t entries = require(requireMember(node, "entries"), JsonType::array).items.size();
   return (entries + perPage - 1) / perPage;
 }

@@ -33,6 +33,9 @@ class DefinedNames {
   [[nodiscard]] const PropertyIndex* find(std::string_view name) const;
   [[nodiscard]] std::size_t pagesOf(std::size_t record) const;
 
+  /// Of the definition of a record. Throws `FileError`.
+  static std::size_t entriesPerPage(const Node& record);
+
  private:
   void addProperty(const Node& node);
   void addRecord(const Node& node);

@@ -21,8 +21,7 @@ std::uint64_t saltOf(std::string_view name) {
 
 Record readRecord(const DefinedNames& names, const Node& node) {
   Record record;
-  record.entriesPerPage =
-      static_cast<std::size_t>(wholeOf(requireMember(node, "entriesPerPage"), 1, 64));
+  record.entriesPerPage = DefinedNames::entriesPerPage(node);
   const Node& entries = require(requireMember(node, "entries"), JsonType::array);
   record.entries.reserve(entries.items.size());
   for (const Node& entry : entries.items) {
