@@ -37,11 +37,11 @@ struct ExitGuard {
   ~ExitGuard() { manager().atExit(); }
 };
 
-/// Runs one operation; nothing may be thrown across the interface.
-template <class Operation>
-int guarded(Operation operation) noexcept {
+/// Runs the body of an entry point; nothing may be thrown across the interface.
+template <class Work>
+int guarded(Work work) noexcept {
   try {
-    return operation();
+    return work();
   } catch (...) {
     return sim::kInternal;
   }
