@@ -167,6 +167,8 @@ TEST_F(Subscriptions, InRealTimeTheThreadWakesByItself) {
   const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 20}})");
   ASSERT_EQ(GPUManagerInit("", profile.c_str(), ""), 0);
   ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  // By now the thread sleeps, and has no time at which to wake.
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
   std::atomic<int> calls{0};
   const std::thread::id caller = std::this_thread::get_id();
   std::atomic<bool> other{true};
