@@ -54,7 +54,7 @@ Event readEvent(const Node& node, const Topology& topology, const PropertyDb& pr
   rejectUnless(!event.ofDevice(), node, "device");
   rejectUnless(event.kind == EventKind::set, node, "value");
   rejectUnless(counted, node, "count");
-  const Node& device = event.ofDevice() ? action : *node.find("device");
+  const Node& device = event.ofDevice() ? action : requireMember(node, "device");
   event.device = readDevicePattern(device, topology);
   if (!event.device.kind) device.reject("an event needs one device or all of one kind");
   if (event.ofDevice()) return event;
@@ -64,8 +64,8 @@ Event readEvent(const Node& node, const Topology& topology, const PropertyDb& pr
   if (*event.device.kind != property.kind) {
     device.reject("'" + property.name + "' is a property of " + std::string(wordOf(property.kind)));
   }
-  if (event.kind == EventKind::set) readValue(event, *node.find("value"), property);
-  if (counted) event.count = static_cast<int>(wholeOf(*node.find("count"), 1, 10'000));
+  if (event.kind == EventKind::set) readValue(event, requireMember(node, "value"), property);
+  if (counted) event.count = static_cast<int>(wholeOf(requireMember(node, "count"), 1, 10'000));
   return event;
 }
 
