@@ -74,7 +74,9 @@ def test_no_source_file_is_left_out_of_the_build():
     database = json.loads((BUILD / "compile_commands.json").read_text())
     compiled = {pathlib.Path(entry["directory"], entry["file"]).resolve() for entry in database}
     for joined in [file for file in compiled if file.match("Unity/unity_*.cxx")]:
-        compiled |= {pathlib.Path(name) for name in re.findall(r'#include "(.*)"', joined.read_text())}
+        compiled |= {
+            pathlib.Path(name) for name in re.findall(r'#include "(.*)"', joined.read_text())
+        }
     left_out = set(ours("*.cpp")) - compiled
     assert not left_out
 
