@@ -20,7 +20,8 @@ constexpr std::string_view kGetUsage =
 /// Reads one property and prints its line; returns the library's result.
 std::int32_t readProperty(const std::string& deviceWord, int deviceId, const std::string& name,
                           int accessMode) {
-  char value[kPropertyValueSize + 1] = {};  // one more for the newline
+  // One more for the newline, and in all a length that is cleared quickly.
+  alignas(16) char value[kPropertyValueSize + 16] = {};
   print({"Device[", deviceWord, std::to_string(deviceId), "](", name, ") "});
   const std::int32_t result =
       DeviceGetData(deviceId, name.c_str(), 0, 0, value, kPropertyValueSize, accessMode, 0);
