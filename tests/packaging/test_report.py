@@ -112,11 +112,12 @@ def test_a_board_that_hangs(report, tmp_path):
 
 
 def test_the_time_is_kept_when_the_manager_never_starts(report, tmp_path):
-    rules = [{"operation": "init", "hang": True}]
+    rules = [{"operation": "init", "delayMs": 3_600_000}]
     (tmp_path / "hangs.json").write_text(json.dumps({"faults": rules}))
     done = report("-m", MANIFEST, "-p", "hangs.json", "-s", "4", "-w", "0")
     assert done.returncode == 1
-    assert "387 queries were not sent" in read(tmp_path)["errors"]
+    errors = read(tmp_path)["errors"]
+    assert errors == "boardctl: killed at the time limit\n387 queries were not sent\n"
 
 
 def test_without_the_device_library(report, tmp_path):
