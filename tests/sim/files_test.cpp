@@ -78,7 +78,7 @@ TEST(Json, MalformedTextIsQuotedAsItIs) {
             "last read: '\"some  text\"<U+000A>    x'; expected ']'");
 }
 
-TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
+TEST(Json, MalformedTextIsRejectedInOneLineWithItsPlace) {
   EXPECT_TRUE(jsonRejection("").starts_with("f.json:1:1: not JSON: "));
   EXPECT_TRUE(jsonRejection("{\"a\": 1,\n  }").starts_with("f.json:2:3: not JSON: "));
   EXPECT_TRUE(jsonRejection("[1, 2").starts_with("f.json:1:6: not JSON: "));

@@ -76,7 +76,7 @@ TEST_F(Journal, BeginsWithItsVersionAndWhatCameBeforeTheBoard) {
       << "and a line is on the disk when its call returns";
 }
 
-TEST_F(Journal, HoldsCallsThatAreRefusedBeforeTheyReachTheBoard) {
+TEST_F(Journal, HoldsCallsThatAreRejectedBeforeTheyReachTheBoard) {
   const std::string file = path("journal");
   ASSERT_EQ(init("\"journal\": \"" + file + "\""), 0);
   EXPECT_EQ(get(0, kName), "rc = 2");
@@ -94,7 +94,7 @@ TEST_F(Journal, HoldsCallsThatAreRefusedBeforeTheyReachTheBoard) {
   }
 }
 
-TEST_F(Journal, AFileThatCannotBeWrittenRefusesTheProfile) {
+TEST_F(Journal, AProfileWithAJournalThatCannotBeWrittenIsRejected) {
   for (const auto& [file, why] :
        {std::pair("/nowhere/journal", "opened: No such file or directory"),
         std::pair("/dev/full", "written: No space left on device")}) {

@@ -74,7 +74,7 @@ TEST(Library, AnswersWithACodeWhateverTheOrder) {
   EXPECT_EQ(DeviceClearData(0, "gpu.pcie.maxWidth", 0), sim::kNotInitialised);
 }
 
-TEST(Library, NullArgumentsAreRefused) {
+TEST(Library, NullArgumentsAreRejected) {
   EXPECT_EQ(GPUManagerInit(nullptr, "", ""), sim::kBadArgument);
   EXPECT_EQ(DeviceGetData(0, nullptr, 0, 0, nullptr, 0, 0, 0), sim::kBadArgument);
   EXPECT_EQ(DeviceSetData(0, "gpu.x", nullptr, 4, 0), sim::kBadArgument);
@@ -161,7 +161,7 @@ TEST_F(RunningBoard, AccessModesBeyondOneMeanNothing) {
   EXPECT_EQ(get(0, "gpu.pcie.maxWidth", text, -1), sim::kBadArgument);
 }
 
-TEST(Library, ARefusedFileLeavesNothingBehindAndOneLine) {
+TEST(Library, ARejectedFileLeavesNothingBehindAndOneLine) {
   const std::string file = testing::TempDir() + "rejected.json";
   std::ofstream(file) << "{\n  \"board\": \"b\",\n  \"devices\": {\"gpu\": 256}\n}\n";
   testing::internal::CaptureStdout();

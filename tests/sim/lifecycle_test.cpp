@@ -74,7 +74,7 @@ TEST_F(Lifecycle, ARunWithoutAThreadFailsAndMayBeTriedAgain) {
   EXPECT_EQ(get(0, kPower), "300");
 }
 
-TEST_F(Lifecycle, RunningTwiceIsRefused) {
+TEST_F(Lifecycle, RunningTwiceIsRejected) {
   start();
   EXPECT_EQ(GPUManagerRun(0, 0), sim::kAlreadyRunning);
   EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);

@@ -80,7 +80,7 @@ TEST(Profile, RejectionsNameThePlaceAndTheReason) {
             "f:1:13: /readyMs: 3600001 is not in 0..3600000");
 }
 
-TEST(Profile, FaultsThatMeanNothingAreRefused) {
+TEST(Profile, FaultsThatMeanNothingAreRejected) {
   EXPECT_EQ(faultRejection(R"("device": "gpu0")"),
             "f:1:13: /faults/0: one of code, delayMs, hang, text, dropMs, storm is missing");
   EXPECT_EQ(faultRejection(R"("code": "ioEror")"),
@@ -101,7 +101,7 @@ TEST(Profile, FaultsThatMeanNothingAreRefused) {
             "f:1:13: /faults/0: 'init' involves no device: it can only fail or be delayed");
 }
 
-TEST(Profile, EventsThatMeanNothingAreRefused) {
+TEST(Profile, EventsThatMeanNothingAreRejected) {
   const std::string set = R"("set": "gpu.power.consumption")";
   EXPECT_EQ(eventRejection(R"("atMs": 1)"),
             "f:1:15: /timeline/0: one of set, clear, drop, restore, burst, lose is missing");

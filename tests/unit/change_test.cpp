@@ -72,7 +72,7 @@ TEST_F(ChangeTest, TakesTheDeviceKindFromTheName) {
   }
 }
 
-TEST_F(ChangeTest, AnUnsupportedNameIsRefusedAndTheManagerLeftRunning) {
+TEST_F(ChangeTest, AnUnsupportedNameIsRejectedAndTheManagerLeftRunning) {
   for (const char* name : {"gpu.c", "gpu.", "gpu.A", "gpu.aa", "gpu.a ", "gpu"}) {
     SCOPED_TRACE(name);
     for (const auto handler : {setGpuData, clearGpuData}) {
@@ -87,7 +87,7 @@ TEST_F(ChangeTest, AnUnsupportedNameIsRefusedAndTheManagerLeftRunning) {
   }
 }
 
-TEST_F(ChangeTest, AnUnsupportedNameIsRefusedOnlyAfterTheWholeWait) {
+TEST_F(ChangeTest, AnUnsupportedNameIsRejectedOnlyAfterTheWholeWait) {
   startupWaitMs = 6000;
   for (const auto handler : {setGpuData, clearGpuData}) {
     SCOPED_TRACE(handler == setGpuData ? "set" : "clear");

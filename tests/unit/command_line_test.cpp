@@ -61,7 +61,7 @@ struct Pair {
   std::string message;
 };
 
-TEST(CommandLine, TakesALineAndRefusesItsTwin) {
+TEST(CommandLine, AcceptsALineAndRejectsItsCounterpart) {
   const Pair pairs[] = {
       {{"-m", "a", "list", "all"}, "-m[a]list[all]=0", {}, "Arg -m is needed!"},
       {{"list", "all", "-m", "a"}, "-m[a]list[all]=0", {"list", "all"}, "Arg -m is needed!"},

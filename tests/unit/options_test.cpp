@@ -56,7 +56,7 @@ TEST_F(OptionsTest, AFileOptionLeavesNoFileOpen) {
   EXPECT_EQ(nextDescriptor(), before);
 }
 
-TEST_F(OptionsTest, AFileOptionRefusesAFileThatDoesNotOpenAndKeepsTheOldName) {
+TEST_F(OptionsTest, AFileOptionRejectsAFileThatDoesNotOpenAndKeepsTheOldName) {
   for (const FileOption& option : kFileOptions) {
     SCOPED_TRACE(option.name);
     *option.setting = "before";
@@ -79,7 +79,7 @@ TEST_F(OptionsTest, LogLevelsFrom0To5GoToTheLibraryAndItsResultIsIgnored) {
   }
 }
 
-TEST_F(OptionsTest, OtherLogLevelsAreRefused) {
+TEST_F(OptionsTest, OtherLogLevelsAreRejected) {
   for (const char* word : {"6", "-1", "2147483647", "-2147483648"}) {
     EXPECT_EQ(message(setLogLevel, word), "Level of our range[0-5]!") << word;
   }
@@ -94,7 +94,7 @@ TEST_F(OptionsTest, TheLogFileGoesToTheLibraryAndItsResultIsIgnored) {
   EXPECT_EQ(library().calls, Calls{"GPUSetLogger(\"/no/such/folder/log\")"});
 }
 
-TEST_F(OptionsTest, AnEmptyLogFileNameIsRefused) {
+TEST_F(OptionsTest, AnEmptyLogFileNameIsRejected) {
   EXPECT_EQ(message(setLogFile, ""), "Need a file name!");
   EXPECT_TRUE(library().calls.empty());
 }

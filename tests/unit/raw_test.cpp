@@ -197,7 +197,7 @@ TEST_F(RawTest, WithTooFewWordsNothingIsStarted) {
   }
 }
 
-TEST_F(RawTest, AnyOtherDeviceIsRefusedBeforeTheStart) {
+TEST_F(RawTest, AnyOtherDeviceIsRejectedBeforeTheStart) {
   for (const Limit& limit : kLimits) {
     SCOPED_TRACE(limit.usage);
     for (const char* device : {"baseboard", "0", "", "GPU", "all", "hsc", "-1"}) {

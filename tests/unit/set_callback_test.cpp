@@ -57,7 +57,7 @@ TEST_F(SetCallbackTest, ReadsTheDeviceIndexAsDecimal) {
   EXPECT_EQ(library().calls, Calls{});
 }
 
-TEST_F(SetCallbackTest, AnUnknownNameIsRefusedAfterTheStartAndTheManagerLeftRunning) {
+TEST_F(SetCallbackTest, AnUnknownNameIsRejectedAfterTheStartAndTheManagerLeftRunning) {
   startupWaitMs = 6000;
   for (const char* name : {"", "gpugetvendoridv2", "GPUGetVendorId", "GPUGetVendorIdV2 ",
                            "BaseboardGetPowerCapV2", "gpu.pcie.vendorId"}) {
