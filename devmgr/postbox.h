@@ -4,7 +4,7 @@
 
 #include "devmgr/api.h"
 
-/// Requests over the TESSEL post-box of a GPU, a link switch (KORSwitch) or the FPGA. They are made
+/// Requests over the TESSEL postbox of a GPU, a link switch (KORSwitch) or the FPGA. They are made
 /// between `GPUManagerRun` and `GPUManagerStop`, from the main thread only, and return 0 for
 /// success and a library error code otherwise.
 ///

@@ -59,7 +59,7 @@ Strings acceptedLevels() {
   return levels;
 }
 
-/// The devices with a post-box function of one kind. The table is read while compiling: the
+/// The devices with a postbox function of one kind. The table is read while compiling: the
 /// functions are those of a library that is not linked here.
 template <auto kFunction>
 Strings devicesWith() {

@@ -30,7 +30,7 @@
 ///     names=N, size=N    how many names the list has, and how long each is at least
 ///     nametext=KIND      the odd text that each name has after its number
 ///     asked=FILE         the property names of requests go there, a NUL after each
-///     words=N            how many words the post-box functions return
+///     words=N            how many words the postbox functions return
 ///     callbacks=N        threads that call the registered callback, from `when` on, until stopped
 ///     when=TIME          run (from the registration), stop (only during the stop)
 ///     handler=1          a handler for SIGUSR1 that interrupts system calls

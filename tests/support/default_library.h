@@ -6,7 +6,7 @@
 /// succeeds and does nothing. A stand-in for the library is linked with its object, not with an
 /// archive of it, and defines only what it is about.
 ///
-/// The post-box entry points of one signature call one of these functions, which are weak as well.
+/// The postbox entry points of one signature call one of these functions, which are weak as well.
 /// `name`: the entry point's.
 
 int postboxList(const char* name, int deviceId, unsigned char opcode, unsigned char arg1,

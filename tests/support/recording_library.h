@@ -29,7 +29,7 @@ struct RecordingLibrary {
   std::function<int(const std::string& name, char* buffer, int size)> get;
   /// Run inside the call of that name, before it answers.
   std::function<void(const std::string& call)> during;
-  unsigned int words[3] = {};             ///< the words that the post-box functions store
+  unsigned int words[3] = {};             ///< the words that the postbox functions store
   std::vector<unsigned int> outputWords;  ///< the list that they fill
   UpdateCallback callback;                ///< the copy kept by the registration
   std::deque<int> sleepResults;           ///< errno of the next sleeps, 0 for a whole one

@@ -5,7 +5,7 @@
 
 namespace boardctl {
 
-/// The library's post-box functions for one device kind; null where there is none.
+/// The library's postbox functions for one device kind; null where there is none.
 struct Postbox {
   DeviceType type;
   decltype(&TesselCmd) list;
@@ -13,7 +13,7 @@ struct Postbox {
   decltype(&TesselAsyncCmdGpu) async;
 };
 
-/// The device kinds that have a post-box.
+/// The device kinds that have a postbox.
 inline constexpr Postbox kPostboxes[] = {
     {DeviceType::gpu, TesselCmd, TesselSyncCmdGpu, TesselAsyncCmdGpu},
     {DeviceType::korswitch, TesselCmdKorswitch, TesselSyncCmdKorswitch, TesselAsyncCmdKorswitch},
