@@ -108,3 +108,19 @@ def test_only_the_runner_finds_the_simulated_board(install, tmp_path):
     )
     assert alone.returncode == 127
     assert "libdevmgr.so.0: cannot open shared object file" in alone.stderr
+
+
+@pytest.mark.parametrize("name", ["a:b", "a;b", "$LIB"])
+def test_the_runner_says_where_it_cannot_run(install, tmp_path, name):
+    install("tool", "sim")
+    folder = tmp_path.parent / name
+    shutil.copytree(tmp_path, folder)
+    done = subprocess.run(
+        [folder / "bin/boardctl-sim", "-h"], capture_output=True, text=True, check=False
+    )
+    assert (done.returncode, done.stdout, done.stderr) == (
+        1,
+        "",
+        f"boardctl-sim: cannot run from {folder}/bin: the loader does not find libraries in a "
+        "folder with ':', ';' or '$' in its name\n",
+    )

@@ -161,3 +161,11 @@ def test_every_page_is_a_page_for_man_too(page):
         check=False,
     )
     assert (done.returncode, done.stderr) == (0, "")
+
+
+@pytest.mark.parametrize("columns", [20, 30, 40, 80])
+@pytest.mark.parametrize("page", PAGES)
+def test_every_page_can_be_read_on_a_narrow_terminal(page, columns):
+    environment = {**os.environ, "MANWIDTH": str(columns), "LC_ALL": "C.UTF-8"}
+    text = run("man", "-l", str(PAGES[page]), env=environment)
+    assert len(text.splitlines()) > 30
