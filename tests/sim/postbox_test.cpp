@@ -112,6 +112,19 @@ TEST_F(Postbox, ALongRequestReportsProgressAndResult) {
   EXPECT_EQ(async(0x02, {}, output).code, sim::kBadOpcode);
 }
 
+TEST_F(Postbox, WhatIsAnsweredDuringALongRequest) {
+  start(R"("mailbox": {"selfTestMs": 100000})");
+  Words output;
+  ASSERT_EQ(async(0x10, {0}, output).code, 0);
+  for (const auto& [opcode, code] : std::initializer_list<std::pair<unsigned char, int>>{
+           {1, 0}, {2, sim::kBusy}, {3, sim::kBusy}, {4, sim::kBusy}, {5, sim::kBusy}, {6, 0}}) {
+    EXPECT_EQ(gpu(0, opcode).code, code) << static_cast<int>(opcode);
+  }
+  EXPECT_EQ(async(0x10, {0}, output).code, sim::kBusy);
+  EXPECT_EQ(async(0x11, {}, output).code, 0);
+  EXPECT_EQ(async(0x12, {}, output).code, 0);
+}
+
 TEST_F(Postbox, ADeviceThatFallsOffForgets) {
   start(R"("timeline": [{"atMs": 3000, "drop": "gpu0"}, {"atMs": 5000, "restore": "gpu0"}])");
   Words output;

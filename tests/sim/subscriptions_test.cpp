@@ -58,6 +58,13 @@ TEST_F(Subscriptions, MovingValuesCallOncePerPeriod) {
   EXPECT_EQ(seen(), "0:6#2 0:9#3 ");
 }
 
+TEST_F(Subscriptions, EachPeriodOfAJumpCalls) {
+  start(R"("callbacks": {"periodMs": 3000}, "latencyMs": {"gpu": 9000})");
+  ASSERT_EQ(subscribe(0, "GPUGetSRAMECCCorrectableErrorCountV2"), 0);  // 1 s
+  EXPECT_EQ(pass(0, kPower), "300");                                   // 11 s
+  EXPECT_EQ(seen(), "0:3#1 0:6#2 0:9#3 ");
+}
+
 TEST_F(Subscriptions, BeforeTheFirstRefreshNothingIsCalled) {
   start(kLateBoard + std::string(R"(, "timeline": [
     {"atMs": 1500, "set": "gpu.power.consumption", "device": "gpu0", "value": 311},
