@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <utility>
 
 #include "sim/config/readers.h"
 #include "sim/library/builtin.h"
@@ -100,6 +101,17 @@ TEST(Json, MalformedTextIsRefusedInOneLineWithItsPlace) {
     EXPECT_NE(why, "accepted");
     EXPECT_EQ(why.find('\n'), std::string::npos) << why;
   }
+}
+
+TEST(Json, NothingHidesBehindANulByte) {
+  using namespace std::string_view_literals;
+  for (const auto& [text, place] :
+       {std::pair("\0"sv, "1:1"), std::pair("[1]\0"sv, "1:4"), std::pair("[1]\n\0 x"sv, "2:1"),
+        std::pair("[\0 1]"sv, "1:2"), std::pair("[\"a\0b\"]"sv, "1:4")}) {
+    EXPECT_EQ(jsonRejection(text),
+              "f.json:" + std::string(place) + ": not JSON: found a NUL byte; expected UTF-8 text");
+  }
+  EXPECT_EQ(jsonRejection(R"(["\u0000"])"), "accepted") << "an escape is text";
 }
 
 TEST(Json, AFileThatCannotBeReadIsNamed) {
