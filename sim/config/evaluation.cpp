@@ -9,30 +9,30 @@
 namespace sim {
 namespace {
 
-constexpr std::int64_t kMaxSteps = 100'000;
+constexpr std::int64_t kMaxOthers = 100'000;
 constexpr int kMaxDepth = 100;
 
 /// What a value needs, known once everything that it is computed from has been visited.
 struct Needs {
   enum class Visit : char { open, running, done } state = Visit::open;
-  std::int64_t steps = 1;  ///< Values that are computed for one reading.
-  int depth = 1;           ///< Values that wait for one another in the course of it.
-  bool integral = false;   ///< Whether an integral is among them.
+  std::int64_t others = 0;  ///< Other values that are computed for one reading.
+  int depth = 0;            ///< Of them, those that wait for one another.
+  bool integral = false;    ///< Whether an integral is among them, or the value itself.
 
   void atLeast(const Needs& other) {
-    steps = std::max(steps, other.steps);
+    others = std::max(others, other.others);
     depth = std::max(depth, other.depth);
     integral |= other.integral;
   }
   void add(const Needs& source, std::int64_t times) {
-    steps += source.steps * times;
+    others += (source.others + 1) * times;
     depth = std::max(depth, source.depth + 1);
     integral |= source.integral;
   }
 };
 
 /// Visits each property after those that it is computed from. The depth is bounded on the way down
-/// as well, since the visit itself recurses; the steps, once counted, never exceed what the bound
+/// as well, since the visit itself recurses; the others, once counted, never exceed what the bound
 /// times the sources of one value gives, so they cannot overflow.
 class Evaluation {
  public:
@@ -50,7 +50,7 @@ class Evaluation {
       node.reject("the value is computed from itself");
     }
     needs_[place].state = Needs::Visit::running;
-    if (++running_ > kMaxDepth) rejectDepth(node);
+    if (running_++ > kMaxDepth) rejectDepth(node);
     const Property& property = properties_.at(index);
     Needs most = visitDefinition(property.definition, property.kind, node);
     for (const auto& [device, definition] : property.overrides) {
@@ -58,8 +58,8 @@ class Evaluation {
     }
     --running_;
     if (most.depth > kMaxDepth) rejectDepth(node);
-    if (most.steps > kMaxSteps) {
-      node.reject("the value depends on more than " + std::to_string(kMaxSteps) + " others");
+    if (most.others > kMaxOthers) {
+      node.reject("the value depends on more than " + std::to_string(kMaxOthers) + " others");
     }
     most.state = Needs::Visit::done;
     return needs_[place] = most;

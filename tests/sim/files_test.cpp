@@ -254,9 +254,9 @@ std::string chain(int length, int times, bool forwards) {
 TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
   for (const bool forwards : {true, false}) {
     SCOPED_TRACE(forwards);
-    EXPECT_EQ(propertiesRejection(chain(99, 1, forwards)), "accepted");
+    EXPECT_EQ(propertiesRejection(chain(100, 1, forwards)), "accepted");
     EXPECT_EQ(propertiesRejection(chain(15, 2, forwards)), "accepted");
-    for (const int length : {100, 4000}) {
+    for (const int length : {101, 4000}) {
       SCOPED_TRACE(length);
       const std::string rejection = propertiesRejection(chain(length, 1, forwards));
       EXPECT_TRUE(rejection.ends_with(": the value depends on a chain of more than 100 others"))
@@ -269,6 +269,12 @@ TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
           << rejection;
     }
   }
+}
+
+TEST(Properties, AValueMayNeedAHundredThousandOthers) {
+  EXPECT_EQ(propertiesRejection(chain(1, 100'000, true)), "accepted");
+  EXPECT_TRUE(propertiesRejection(chain(1, 100'001, true))
+                  .ends_with(": the value depends on more than 100000 others"));
 }
 
 }  // namespace
