@@ -177,6 +177,7 @@ int Board::write(const Call& call, Time now) {
   const Fixed number = call.value * kOne;
   if (!property.writable) return kNotWritable;
   if (number < property.low || number > property.high) return kOutOfRange;
+  if (!property.definitionFor(call.device->id).format.covers(number)) return kOutOfRange;
   state_.set(*call.property, call.device->id, now, number);
   pollChanged(*call.property, call.device->id, now);
   return kOk;

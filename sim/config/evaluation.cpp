@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "sim/config/fields.h"
+
 namespace sim {
 namespace {
 
@@ -18,6 +20,7 @@ struct Needs {
   std::int64_t others = 0;  ///< Other values that are computed for one reading.
   int depth = 0;            ///< Of them, those that wait for one another.
   bool integral = false;    ///< Whether an integral is among them, or the value itself.
+  bool text = false;        ///< Whether the value is a text on some device.
 
   void atLeast(const Needs& other) {
     others = std::max(others, other.others);
@@ -36,10 +39,12 @@ struct Needs {
 /// times the sources of one value gives, so they cannot overflow.
 class Evaluation {
  public:
-  Evaluation(const PropertyDb& properties, const Topology& topology, const DefinedNames& names)
+  Evaluation(const PropertyDb& properties, const Topology& topology, const DefinedNames& names,
+             const Node& manifest)
       : properties_(properties),
         topology_(topology),
         names_(names),
+        manifest_(manifest),
         needs_(properties.all().size()) {}
 
   Needs visit(PropertyIndex index) {
@@ -53,8 +58,10 @@ class Evaluation {
     if (running_++ > kMaxDepth) rejectDepth(node);
     const Property& property = properties_.at(index);
     Needs most = visitDefinition(property.definition, property.kind, node);
+    most.text = property.definition.format.isText();
     for (const auto& [device, definition] : property.overrides) {
       most.atLeast(visitDefinition(definition, property.kind, node));
+      most.text |= definition.format.isText();
     }
     --running_;
     if (most.depth > kMaxDepth) rejectDepth(node);
@@ -71,18 +78,37 @@ class Evaluation {
                 " others");
   }
 
+  /// A number that values are computed from.
+  Needs visitSource(PropertyIndex index, const Node& node) {
+    const Needs needs = visit(index);
+    if (needs.text) rejectText(properties_.at(index), node);
+    return needs;
+  }
+
+  [[noreturn]] void rejectText(const Property& source, const Node& node) const {
+    if (source.definition.format.isText()) {
+      node.reject("'" + source.name + "' is a text; a value can be computed from numbers only");
+    }
+    const auto own = std::ranges::find_if(
+        source.overrides, [](const auto& value) { return value.second.format.isText(); });
+    const std::string device = nameOf({source.kind, own->first});
+    const Node& overrides = requireMember(requireMember(manifest_, "overrides"), device);
+    requireMember(requireMember(overrides, "properties"), source.name)
+        .reject("expected a number, since '" + std::string(node.key) + "' is computed from it");
+  }
+
   Needs visitDefinition(const Definition& definition, KindIndex own, const Node& node) {
     Needs all;
     if (const auto* aggregate = std::get_if<Aggregate>(&definition.model)) {
       for (const PropertyIndex source : aggregate->sources) {
         const KindIndex kind = properties_.at(source).kind;
-        all.add(visit(source), kind == own ? 1 : topology_.countOf(kind));
+        all.add(visitSource(source, node), kind == own ? 1 : topology_.countOf(kind));
       }
     } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
       if (properties_.at(integral->source).kind != own) {
         node.reject("an integral needs a property of the same device");
       }
-      all.add(visit(integral->source), 1);
+      all.add(visitSource(integral->source, node), 1);
       if (all.integral) node.reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
@@ -96,6 +122,7 @@ class Evaluation {
   const PropertyDb& properties_;
   const Topology& topology_;
   const DefinedNames& names_;
+  const Node& manifest_;
   std::vector<Needs> needs_;
   int running_ = 0;
 };
@@ -103,8 +130,8 @@ class Evaluation {
 }  // namespace
 
 void boundEvaluation(const PropertyDb& properties, const Topology& topology,
-                     const DefinedNames& names) {
-  Evaluation evaluation(properties, topology, names);
+                     const DefinedNames& names, const Node& manifest) {
+  Evaluation evaluation(properties, topology, names, manifest);
   const auto count = static_cast<PropertyIndex>(properties.all().size());
   for (PropertyIndex index = 0; index < count; ++index) evaluation.visit(index);
 }

@@ -2,6 +2,7 @@
 
 #include "sim/config/fields.h"
 #include "sim/config/readers.h"
+#include "sim/config/value_reader.h"
 
 namespace sim {
 namespace {
@@ -16,11 +17,12 @@ PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties) {
 }
 
 void readValue(Event& event, const Node& node, const Property& property) {
-  if (property.definition.format.kind == Format::Kind::text) {
+  if (property.definition.format.isText()) {
     event.text = require(node, JsonType::string).text;
     if (!event.text.empty()) textOf(node);
   } else {
     event.number = decimalOf(node).value;
+    requireWord(node, property.definition.format, event.number);
   }
 }
 

@@ -31,9 +31,10 @@ std::string manifestRejection(std::string_view text) {
   });
 }
 
-std::string propertiesRejection(std::string_view text) {
+std::string propertiesRejection(std::string_view text,
+                                std::string_view manifestText = kBuiltinManifest) {
   return rejection([&] {
-    const Document manifest = parseJson(kBuiltinManifest, "m.json");
+    const Document manifest = parseJson(manifestText, "m.json");
     const Document document = parseJson(text, "p.json");
     const Document builtin = parseJson(kBuiltinProperties, "b.json");
     readProperties(document, builtin, manifest, readTopology(manifest));
@@ -269,6 +270,46 @@ TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
           << rejection;
     }
   }
+}
+
+TEST(Properties, OnlyNumbersCanBeComputedWith) {
+  for (const char* model : {"sum", "average", "highest", "integral"}) {
+    SCOPED_TRACE(model);
+    const std::string computed = "{\"" + std::string(model) + "\": \"gpu.y\"}, \"gpu.y\": ";
+    for (const char* text : {R"("a")", R"({"value": "a"})", R"({"serial": "#"})"}) {
+      EXPECT_EQ(propertyRejection(computed + text),
+                "p.json:1:26: /properties/gpu.x: 'gpu.y' is a text; a value can be computed from "
+                "numbers only");
+    }
+    EXPECT_EQ(propertyRejection(computed + R"({"value": 1, "names": ["off", "on"]})"), "accepted");
+  }
+  EXPECT_EQ(propertiesRejection(R"({"records": {"r": {"entriesPerPage": 1, "entries": [1]}},)"
+                                R"("properties": {"gpu.y": {"page": 0, "of": "r"},)"
+                                R"("gpu.x": {"sum": ["gpu.y"]}}})"),
+            "p.json:1:114: /properties/gpu.x: 'gpu.y' is a text; a value can be computed from "
+            "numbers only");
+  EXPECT_EQ(propertiesRejection(R"({"properties": {"gpu.y": 1, "hsc.x": {"highest": "gpu.y"}}})",
+                                R"({"board": "b", "devices": {"gpu": 2}, "overrides": {)"
+                                R"("gpu1": {"properties": {"gpu.y": "n/a"}}}})"),
+            "m.json:1:86: /overrides/gpu1/properties/gpu.y: expected a number, since 'hsc.x' is "
+            "computed from it");
+}
+
+TEST(Properties, AnEnumerationBeginsWithOneOfItsNames) {
+  const std::string names = R"(, "names": ["off", "on"]})";
+  const std::string place = "p.json:1:37: /properties/gpu.x/";
+  EXPECT_EQ(propertyRejection(R"({"value":  1.4)" + names), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value":  -0.4)" + names), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value":  2)" + names),
+            place + "value: 2 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"value":  -0.5)" + names),
+            place + "value: -1 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"walk":   [0, 1.6])" + names),
+            place + "walk: 2 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"walk":   [-1, 1])" + names),
+            place + "walk: -1 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"counter":7)" + names),
+            place + "counter: 7 is not in 0..1, the places in 'names'");
 }
 
 TEST(Properties, AValueMayNeedAHundredThousandOthers) {

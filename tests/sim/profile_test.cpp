@@ -116,6 +116,10 @@ TEST(Profile, EventsThatMeanNothingAreRefused) {
             "f:1:49: /timeline/0/device: 'gpu.power.consumption' is a property of gpu");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "value": "x", "device": "gpu0", )" + set),
             "f:1:36: /timeline/0/value: expected a number, found a string");
+  const std::string mode = R"("set": "gpu.clock.getSpeedLocked", "device": "gpu0")";
+  EXPECT_EQ(eventRejection(R"("atMs": 1, "value": 1, )" + mode), "accepted");
+  EXPECT_EQ(eventRejection(R"("atMs": 1, "value": 2, )" + mode),
+            "f:1:36: /timeline/0/value: 2 is not in 0..1, the places in 'names'");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "drop": "gpu0", "count": 2)"),
             "f:1:52: /timeline/0/count: the key has no meaning for this event");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "clear": "gpu.power.consumtion", "device": "gpu0")"),
