@@ -174,10 +174,10 @@ int Board::read(const Call& call, Time when, Result& result) const {
 
 int Board::write(const Call& call, Time now) {
   const Property& property = state_.properties().at(*call.property);
+  const Format& format = property.definitionFor(call.device->id).format;
   const Fixed number = call.value * kOne;
-  if (!property.writable) return kNotWritable;
-  if (number < property.low || number > property.high) return kOutOfRange;
-  if (!property.definitionFor(call.device->id).format.covers(number)) return kOutOfRange;
+  if (!property.writable || format.isText()) return kNotWritable;
+  if (number < property.low || number > property.high || !format.covers(number)) return kOutOfRange;
   state_.set(*call.property, call.device->id, now, number);
   pollChanged(*call.property, call.device->id, now);
   return kOk;
