@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <utility>
 
 #include "sim/board/call.h"
 #include "sim/board/faults.h"
@@ -70,7 +72,9 @@ class Board {
   void applyTo(const Event& event, Device device, Time time);
   void pollChanges(Time time);
   void pollChanged(PropertyIndex property, int deviceId, Time time);
-  void setPresent(Device device, Time time, bool present);
+  void drop(Device device, Time time, std::optional<Time> until);
+  void restore(Device device, Time time);
+  [[nodiscard]] bool endsDrop(Device device, Time time) const;
 
   BoardState state_;
   std::uint64_t seed_;
@@ -78,6 +82,7 @@ class Board {
   std::array<Time, kDeviceKinds.size()> latency_;
   Faults faults_;
   Timeline timeline_;
+  std::map<std::pair<KindIndex, int>, Time> returns_;  ///< Of devices whose drop has an end.
   Subscriptions subscriptions_;
   Postbox postbox_;
   Time callbackPeriod_;

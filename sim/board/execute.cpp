@@ -125,13 +125,7 @@ int Board::resolveReadTime(const Call& call, Time now, Time& when) const {
 void Board::applyDeviceFault(const FaultEffect& effect, const Call& call, Time now) {
   if (!call.device) return;
   if (effect.drop) {
-    setPresent(*call.device, now, false);
-    if (*effect.drop > 0) {
-      Event back;
-      back.kind = EventKind::restore;
-      back.device = {call.device->kind, call.device->id};
-      timeline_.add(now + *effect.drop, back);
-    }
+    drop(*call.device, now, *effect.drop > 0 ? std::optional(now + *effect.drop) : std::nullopt);
   }
   if (effect.storm > 0 && now >= snapshot_.firstComplete()) {
     subscriptions_.burst(state_, now, *call.device, call.property ? call.propertyName : "*",

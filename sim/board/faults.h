@@ -18,7 +18,8 @@ enum class TextFault { none, truncated, unterminated, empty };
 struct FaultEffect {
   Time delay = 0;
   bool hang = false;
-  std::optional<Time> drop;  ///< The device is off the bus for that long; 0: until it is restored.
+  std::optional<Time> drop;  ///< The device is off the bus for that long at least; 0: until it is
+                             ///< restored.
   int storm = 0;             ///< Subscriptions that every registered callback of the device gets.
   std::optional<int> code;
   TextFault text = TextFault::none;

@@ -9,6 +9,13 @@ namespace {
 class Faults : public BoardTest {
  protected:
   void startWith(const std::string& rules) { start("\"faults\": [" + rules + "]"); }
+
+  /// Reads of a device once a second from the first second on: '.' for an answer, 'x' for absent.
+  static std::string seen(int id, int seconds) {
+    std::string all;
+    for (int i = 0; i < seconds; ++i) all += get(id, kName) == "rc = 6" ? 'x' : '.';
+    return all;
+  }
 };
 
 TEST_F(Faults, ACodeAlways) {
@@ -83,6 +90,39 @@ TEST_F(Faults, ADeviceFallsOffTheBusDuringAReadAndComesBack) {
   EXPECT_EQ(set(1, kName, 1), sim::kDeviceAbsent);
   EXPECT_EQ(get(1, kName), "rc = 6");
   EXPECT_EQ(get(1, kName), "0");  // 4 s
+}
+
+TEST_F(Faults, ADropWithAnEndDoesNotEndALaterOneOfTheTimeline) {
+  start(R"("faults": [{"device": "gpu1", "times": 1, "dropMs": 4000}],
+    "timeline": [{"atMs": 3000, "drop": "gpu1"}, {"atMs": 8000, "restore": "gpu1"}])");
+  EXPECT_EQ(seen(1, 9), "xxxxxxx..");
+}
+
+TEST_F(Faults, ADropWithAnEndDoesNotEndALaterOneWithout) {
+  startWith(R"({"device": "gpu1", "times": 1, "dropMs": 4000},
+               {"device": "gpu1", "times": 1, "dropMs": 0})");
+  EXPECT_EQ(seen(1, 9), "xxxxxxxxx");
+}
+
+TEST_F(Faults, OfTwoDropsTheLongerOneDecides) {
+  startWith(R"({"device": "gpu1", "times": 1, "dropMs": 4000},
+               {"device": "gpu1", "times": 1, "dropMs": 5000},
+               {"device": "gpu1", "times": 1, "dropMs": 1000})");
+  EXPECT_EQ(seen(1, 9), "xxxxxx...") << "from 1 s on, from 2 s on for 5 s, from 3 s on";
+}
+
+TEST_F(Faults, ARestoreEndsAllDropsAndALaterOneCountsAnew) {
+  start(R"("faults": [{"device": "gpu1", "times": 1, "dropMs": 6000}],
+    "timeline": [{"atMs": 3000, "restore": "gpu1"}, {"atMs": 5000, "drop": "gpu1"}])");
+  EXPECT_EQ(seen(1, 9), "xx..xxxxx");
+}
+
+TEST_F(Faults, ADeviceThatIsOffForGoodDoesNotReturnByAFault) {
+  startWithOverrides(R"({"gpu1": {"absent": true}})",
+                     R"("faults": [{"device": "gpu*", "times": 7, "dropMs": 2000}],
+    "timeline": [{"atMs": 4000, "drop": "gpu2"}])");
+  EXPECT_EQ(seen(1, 4), "xxxx") << "it was never fitted";
+  EXPECT_EQ(seen(2, 5), "xxxxx") << "the timeline has not restored it";
 }
 
 TEST_F(Faults, ADelayLetsTimePass) {
