@@ -29,8 +29,9 @@ void applyTextFault(TextFault fault, Result& result) {
 
 }  // namespace
 
-// The order is that of a real bus: time passes before the device fails, and what a caller does not
-// wait for has no effect. After a wait that ended with the board nothing of it may be touched.
+// The order is that of a real bus: time passes before the device fails, and it fails whether or not
+// the caller still waits; but what a caller asked for and did not wait for has no effect. After a
+// wait that ended with the board nothing of it may be touched.
 Result Board::execute(Call& call, Waiter& waiter) {
   Result result;
   advance(waiter.now());
@@ -42,6 +43,7 @@ Result Board::execute(Call& call, Waiter& waiter) {
     effect = firing->effect;
   }
   if (effect.hang) {
+    applyDeviceFault(effect, call, waiter.now());
     waiter.hang();
     result.code = kStopped;
     return result;
@@ -57,12 +59,8 @@ Result Board::execute(Call& call, Waiter& waiter) {
   }
   const Time now = waiter.now();
   Time when = now;
-  if (late) {
-    result.code = kTimeout;
-    return result;
-  }
   applyDeviceFault(effect, call, now);
-  result.code = effect.code.value_or(kOk);
+  result.code = late ? kTimeout : effect.code.value_or(kOk);
   if (result.code == kOk) result.code = resolveReadTime(call, now, when);
   if (result.code != kOk) return result;
   result.answered = true;
@@ -121,15 +119,16 @@ int Board::resolveReadTime(const Call& call, Time now, Time& when) const {
   return state_.presentAt(*call.device, when) ? kOk : kDeviceAbsent;
 }
 
-/// The parts of a fault that concern the device: falling off the bus, and storms of updates.
+/// The parts of a fault that concern the device: storms of updates, and falling off the bus, after
+/// which it sends none.
 void Board::applyDeviceFault(const FaultEffect& effect, const Call& call, Time now) {
   if (!call.device) return;
-  if (effect.drop) {
-    drop(*call.device, now, *effect.drop > 0 ? std::optional(now + *effect.drop) : std::nullopt);
-  }
   if (effect.storm > 0 && now >= snapshot_.firstComplete()) {
     subscriptions_.burst(state_, now, *call.device, call.property ? call.propertyName : "*",
                          effect.storm);
+  }
+  if (effect.drop) {
+    drop(*call.device, now, *effect.drop > 0 ? std::optional(now + *effect.drop) : std::nullopt);
   }
 }
 

@@ -47,6 +47,7 @@ class Manager::CallWaiter : public Waiter {
       line.add("at", now()).add("call", entry_).add("hang", 1);
       manager_.journal_.write(line);
     }
+    manager_.work_.notify_all();
     while (manager_.sameRun(run_)) manager_.idle_.wait(manager_.mutex_);
   }
 

@@ -146,6 +146,35 @@ TEST_F(Faults, AHangLastsUntilTheManagerIsStopped) {
   stopper.join();
 }
 
+TEST_F(Faults, APostBoxThatIsLateDropsAndStormsAllTheSame) {
+  start(R"("mailbox": {"timeoutMs": 1000}, "faults": [{"operation": "rawSyncCmd",
+    "device": "gpu0", "times": 1, "delayMs": 1001, "dropMs": 0, "storm": 2}])");
+  std::atomic<int> updates = 0;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi, [&](auto...) { ++updates; }, -1, "", "", -1),
+            0);
+  unsigned int word = 0;
+  EXPECT_EQ(TesselSyncCmdGpu(0, 1, 0, 0, 0, 0, &word, &word, &word, false), sim::kTimeout);
+  EXPECT_EQ(updates, 2);
+  EXPECT_EQ(get(0, kName), "rc = 6");
+}
+
+TEST_F(Faults, ADeviceDropsAndStormsWhileTheCallHangs) {
+  startWith(R"({"device": "gpu3", "operation": "clear", "hang": true, "dropMs": 0, "storm": 2})");
+  std::atomic<int> updates = 0;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                3, kApi, [&](auto...) { ++updates; }, -1, "", "", -1),
+            0);
+  std::thread hanging([] { EXPECT_EQ(DeviceClearData(3, kPower, 0), sim::kStopped); });
+  for (int i = 0; i < 6000 && (updates < 2 || get(3, kName) != "rc = 6"); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(updates, 2);
+  EXPECT_EQ(get(3, kName), "rc = 6");
+  GPUManagerStop();
+  hanging.join();
+}
+
 TEST_F(Faults, TheInitialisationFails) {
   EXPECT_EQ(init(R"("faults": [{"operation": "init", "code": "ioError", "times": 1}])"), 23);
   EXPECT_EQ(GPUManagerRun(0, 0), sim::kNotInitialised);

@@ -100,6 +100,13 @@ TEST(Profile, FaultsThatMeanNothingAreRefused) {
             "f:1:22: /faults/0/text: only operation 'get' returns a text");
   EXPECT_EQ(faultRejection(R"("operation": "init", "hang": true)"),
             "f:1:13: /faults/0: 'init' involves no device: it can only fail or be delayed");
+  for (const char* effect : {R"("dropMs": 0)", R"("storm": 1)"}) {
+    EXPECT_EQ(faultRejection(R"("operation": "snapshot", )" + std::string(effect)),
+              "f:1:13: /faults/0: 'snapshot' involves no device: nothing can drop or send a storm");
+    EXPECT_EQ(faultRejection(R"("operation": "list", )" + std::string(effect)),
+              "f:1:13: /faults/0: 'list' involves no device: nothing can drop or send a storm");
+  }
+  EXPECT_EQ(faultRejection(R"("operation": "list", "device": "*", "hang": true)"), "accepted");
 }
 
 TEST(Profile, EventsThatMeanNothingAreRefused) {
