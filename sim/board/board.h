@@ -66,7 +66,7 @@ class Board {
   int write(const Call& call, Time now);
   int clear(const Call& call, Time now);
   int subscribe(const Call& call, Time now);
-  void list(std::optional<KindIndex> kind, Result& result) const;
+  void list(const Call& call, Result& result) const;
 
   void apply(const Event& event, Time time);
   void applyTo(const Event& event, Device device, Time time);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "catalogue/api_property_map.h"
@@ -25,6 +26,19 @@ void applyTextFault(TextFault fault, Result& result) {
   if (fault == TextFault::truncated) result.text.resize(result.text.size() / 2);
   if (fault == TextFault::empty) result.text.clear();
   result.unterminated = fault == TextFault::unterminated;
+}
+
+/// Cuts the answer to what the caller has room for; a text has to fit whole.
+void fitAnswer(const Call& call, Result& result) {
+  if (!call.room || result.code != kOk) return;
+  std::vector<std::uint32_t>& words = result.postbox.words;
+  words.resize(std::min(words.size(), *call.room));
+  if (result.unterminated) {
+    result.text.resize(std::min(result.text.size(), *call.room));
+  } else if (!call.usesPostbox() && result.text.size() >= *call.room) {
+    result.text.clear();
+    result.code = kBufferTooSmall;
+  }
 }
 
 }  // namespace
@@ -66,6 +80,7 @@ Result Board::execute(Call& call, Waiter& waiter) {
   result.answered = true;
   result.code = handleRequest(call, when, result);
   applyTextFault(effect.text, result);
+  fitAnswer(call, result);
   return result;
 }
 
@@ -137,7 +152,7 @@ int Board::handleRequest(const Call& call, Time when, Result& result) {
     case Operation::init:
       return kOk;
     case Operation::list:
-      list(call.kind, result);
+      list(call, result);
       return kOk;
     case Operation::get:
       return read(call, when, result);
@@ -194,12 +209,14 @@ int Board::subscribe(const Call& call, Time now) {
   return kOk;
 }
 
-void Board::list(std::optional<KindIndex> kind, Result& result) const {
+void Board::list(const Call& call, Result& result) const {
   const auto last = static_cast<KindIndex>(kDeviceKinds.size());
-  for (KindIndex k = kind.value_or(0); k < (kind ? *kind + 1 : last); ++k) {
+  for (KindIndex k = call.kind.value_or(0); k < (call.kind ? *call.kind + 1 : last); ++k) {
     for (const PropertyIndex index : state_.properties().ofKind(k)) {
-      result.names.push_back(state_.properties().at(index).name);
-      result.units.push_back(state_.properties().at(index).unit);
+      const Property& property = state_.properties().at(index);
+      if (call.room) result.text.append(result.names.empty() ? "" : "\n").append(property.name);
+      result.names.push_back(property.name);
+      result.units.push_back(property.unit);
     }
   }
 }

@@ -84,7 +84,7 @@ void Manager::load(const std::string& manifest, const std::string& profile,
 int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
   const Lock lock(mutex_);
-  if (board_) return kAlreadyRunning;
+  if (board_) return journalRejection("GPUManagerInit", kAlreadyRunning);
   try {
     const int code = initialise(manifest, profile, properties);
     if (code != kOk) forget();

@@ -94,6 +94,42 @@ TEST_F(Journal, HoldsCallsThatAreRefusedBeforeTheyReachTheBoard) {
   }
 }
 
+TEST_F(Journal, HoldsWhatTheCallerGot) {
+  const std::string file = path("journal");
+  start("\"journal\": \"" + file + R"(", "mailbox": {"selfTestMs": 1}, "faults": [
+    {"operation": "get", "device": "gpu1", "text": "unterminated"},
+    {"operation": "get", "device": "gpu2", "text": "truncated"}])");
+  const auto read = [](int id, int size) {
+    std::array<char, 7> buffer{'?'};
+    return DeviceGetData(id, "gpu.inventory.serialNumber", 0, 0, buffer.data(), size, 0, 0);
+  };
+  EXPECT_EQ(read(0, 6), sim::kBufferTooSmall);
+  EXPECT_EQ(read(0, 7), 0);
+  EXPECT_EQ(read(1, 4), 0);
+  EXPECT_EQ(read(2, 4), 0);
+  std::array<char, 26> names{};
+  EXPECT_EQ(DeviceGetSupportedProperties(1, names.data(), 26), sim::kBufferTooSmall);
+  unsigned int word = 0;
+  std::vector<unsigned int> words;
+  TesselAsyncCmdGpu(0, 0x10, {1}, &word, &word, words, 0, false);
+  TesselAsyncCmdGpu(0, 0x11, {}, &word, &word, words, 7, false);
+  EXPECT_EQ(words.size(), 2U);
+  EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);
+  GPUManagerStop();
+  const std::string text = contents(file);
+  const std::string arguments = R"("property":"gpu.inventory.serialNumber","mode":0)";
+  for (const std::string& part :
+       {"\"device\":0," + arguments + R"(},"code":13,)",
+        "\"device\":0," + arguments + R"(,"value":"SN0001"},"code":0,)",
+        "\"device\":1," + arguments + R"(,"fault":0,"value":"SN00"},"code":0,)",
+        "\"device\":2," + arguments + R"(,"fault":1,"value":"SN0"},"code":0,)",
+        std::string(R"({"kind":"korswitch"},"code":13,)"),
+        std::string(R"("output":[1,1]},"code":0)"),
+        std::string(R"("call":"GPUManagerInit","code":15})")}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
+  }
+}
+
 TEST_F(Journal, AFileThatCannotBeWrittenRefusesTheProfile) {
   for (const auto& [file, why] :
        {std::pair("/nowhere/journal", "opened: No such file or directory"),
