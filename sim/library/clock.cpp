@@ -28,6 +28,7 @@ std::chrono::microseconds realSpan(Time span, Fixed rate) {
 
 void Clock::start() {
   started_ = monotonicNow();
+  stepped_ = 0;
   running_ = true;
 }
 

@@ -182,6 +182,18 @@ TEST_F(Faults, TheInitialisationFails) {
   EXPECT_EQ(init(""), 0) << "the next attempt is a new one";
 }
 
+TEST_F(Faults, ADelayOfTheInitialisationIsNoPartOfTheRun) {
+  start(R"("readyMs": 3000, "timeline": [
+    {"atMs": 5000, "set": "gpu.power.consumption", "device": "gpu0", "value": 9}], "faults": [
+    {"operation": "init", "delayMs": 4000}, {"device": "gpu1", "untilMs": 5000, "code": 50}])");
+  EXPECT_EQ(get(0, kPower), "rc = 7");  // 1 s
+  EXPECT_EQ(get(1, kPower), "rc = 50");
+  EXPECT_EQ(get(0, kPower), "300");  // 3 s: ready
+  EXPECT_EQ(get(1, kPower), "rc = 50");
+  EXPECT_EQ(get(1, kPower), "300");  // 5 s
+  EXPECT_EQ(get(0, kPower), "9");
+}
+
 TEST_F(Faults, ListsAndPostBoxesFailToo) {
   startWith(R"({"operation": "list", "code": 40}, {"operation": "rawSyncCmd", "code": 41},
                {"operation": "snapshot", "code": 42}, {"operation": "set_callback", "code": 43})");
