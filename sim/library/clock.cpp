@@ -47,6 +47,7 @@ void Clock::elapse(Time span, Mutex& mutex) {
     stepped_ += span;
     return;
   }
+  // Once the lock is open, this clock may be gone.
   const std::chrono::microseconds slept = realSpan(span, settings_.rate);
   mutex.unlock();
   std::this_thread::sleep_for(slept);

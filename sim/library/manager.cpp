@@ -85,9 +85,12 @@ int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
   const Lock lock(mutex_);
   if (board_) return journalRejection("GPUManagerInit", kAlreadyRunning);
+  // A fault may open the lock for a while, in which nothing can be done with the board.
+  initialising_ = true;
   try {
     const int code = initialise(manifest, profile, properties);
     if (code != kOk) forget();
+    initialising_ = false;
     return code;
   } catch (...) {
     forget();
@@ -96,6 +99,7 @@ int Manager::init(const std::string& manifest, const std::string& profile,
 }
 
 void Manager::forget() {
+  initialising_ = false;
   board_.reset();
   journal_.close();
 }
@@ -129,8 +133,10 @@ int Manager::initialise(const std::string& manifest, const std::string& profile,
 int Manager::run() {
   const Lock lock(mutex_);
   int code = kOk;
-  if (!board_) {
+  if (!initialised()) {
     code = kNotInitialised;
+  } else if (stopping_) {
+    code = kStopped;
   } else if (running_) {
     code = kAlreadyRunning;
   } else {
@@ -163,7 +169,7 @@ void Manager::startThread() {
 // through all of this, and perhaps through the next start, that its board is gone.
 int Manager::stop() {
   const Lock lock(mutex_);
-  if (!board_) return kNotInitialised;
+  if (!initialised()) return kNotInitialised;
   if (stopping_) return kStopped;
   if (thread_.joinable() && onOwnThread()) return kNotSupported;
   stopping_ = true;
@@ -308,7 +314,7 @@ int Manager::reject(std::string_view entry, int code) {
 
 Result Manager::execute(Call call) {
   const Lock lock(mutex_);
-  if (!board_) return failed(kNotInitialised);
+  if (!initialised()) return failed(kNotInitialised);
   if (!running_) return failed(journalRejection(call.entry, kNotRunning));
   if (stopping_) return failed(kStopped);
   const std::int64_t run = runs_;

@@ -44,6 +44,7 @@ class Manager {
   [[nodiscard]] bool sameRun(std::int64_t run) const SIM_REQUIRES(mutex_) {
     return run == runs_ && !stopping_;
   }
+  [[nodiscard]] bool initialised() const SIM_REQUIRES(mutex_) { return board_ && !initialising_; }
   [[nodiscard]] bool onOwnThread() const SIM_REQUIRES(mutex_) {
     return thread_.get_id() == std::this_thread::get_id();
   }
@@ -66,7 +67,8 @@ class Manager {
   std::optional<Clock> clock_ SIM_GUARDED_BY(mutex_);
   Journal journal_ SIM_GUARDED_BY(mutex_);
   std::thread thread_ SIM_GUARDED_BY(mutex_);
-  std::int64_t runs_ SIM_GUARDED_BY(mutex_) = 0;  ///< How many have ended.
+  std::int64_t runs_ SIM_GUARDED_BY(mutex_) = 0;      ///< How many have ended.
+  bool initialising_ SIM_GUARDED_BY(mutex_) = false;  ///< The board is there, but nobody's yet.
   bool running_ SIM_GUARDED_BY(mutex_) = false;
   bool stopping_ SIM_GUARDED_BY(mutex_) = false;
   bool calling_ SIM_GUARDED_BY(mutex_) = false;
