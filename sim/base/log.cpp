@@ -76,6 +76,7 @@ void logLine(Level level, std::string_view message) {
   const std::lock_guard lock(logger.lock);
   if (logger.output.is_open()) {
     logger.output << line;
+    if (level <= Level::warning) base().flush();
   } else if (level == Level::error) {
     std::fputs(line.c_str(), stderr);
   }

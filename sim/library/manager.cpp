@@ -35,13 +35,16 @@ class Manager::CallWaiter : public Waiter {
     return manager_.clock_->now();
   }
 
+  // Whoever ends the process while the call waits finds in the log what came before.
   bool elapse(Time span) override SIM_REQUIRES(manager_.mutex_) {
+    if (!manager_.clock_->stepped()) flushLog();
     manager_.clock_->elapse(span, manager_.mutex_);
     return manager_.sameRun(run_);
   }
 
   // Only stop() ends a hang. It announces itself by `stopping_` before it takes the board away.
   void hang() override SIM_REQUIRES(manager_.mutex_) {
+    flushLog();
     if (manager_.journal_.isOpen()) {
       JsonLine line;
       line.add("at", now()).add("call", entry_).add("hang", 1);

@@ -1,5 +1,8 @@
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 #include "tests/sim/board_fixture.h"
 #include "tests/support/output_forms.h"
@@ -116,6 +119,50 @@ TEST_F(LoggingDeathTest, TheLibraryTellsWhatItDoes) {
             "[]Dtimeline: set gpu0 gpu.power.consumption\n"
             "[]Wfault rule 0 fired (1): DeviceGetData gpu0 gpu.firmware.writeProtectMode\n"
             "[]Wfault rule 0 fired 1 times in all\n");
+}
+
+TEST_F(LoggingDeathTest, WarningsAndErrorsSurviveTheProcess) {
+  for (const bool toFile : {true, false}) {
+    SCOPED_TRACE(toFile);
+    std::remove(path("log").c_str());
+    EXPECT_EXIT(logged([&] {
+                  GPUSetLogLevel(4);
+                  if (toFile) GPUSetLogger(path("log").c_str());
+                  broken();
+                  start(R"("faults": [{"operation": "get", "code": "ioError"}])");
+                  get(0, kName);
+                  std::raise(SIGKILL);
+                }),
+                testing::KilledBySignal(SIGKILL), "");
+    EXPECT_EQ(
+        lines(toFile ? "log" : "out"),
+        line() + "[]Wfault rule 0 fired (1): DeviceGetData gpu0 gpu.firmware.writeProtectMode\n");
+  }
+}
+
+TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
+  for (const bool hangs : {true, false}) {
+    SCOPED_TRACE(hangs);
+    std::remove(path("log").c_str());
+    const std::string how = hangs ? R"("faults": [{"device": "gpu0", "hang": true}])"
+                                  : R"("latencyMs": {"gpu": 3600000})";
+    const std::string profile =
+        write("real.json", R"({"timeline": [{"atMs": 0, "drop": "gpu1"}], )" + how + "}");
+    EXPECT_EXIT(logged([&] {
+                  GPUSetLogger(path("log").c_str());
+                  GPUSetLogLevel(hangs ? 2 : 4);
+                  GPUManagerInit("", profile.c_str(), "");
+                  GPUManagerRun(0, 0);
+                  logger.output << "tool\n";
+                  std::thread([] { pass(0, kPower); }).detach();
+                  for (int i = 0; i < 6000 && lines("log").empty(); ++i) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                  }
+                  std::raise(SIGKILL);
+                }),
+                testing::KilledBySignal(SIGKILL), "");
+    EXPECT_EQ(lines("log"), hangs ? "tool\n" : "tool\n[]Dtimeline: drop gpu1\n");
+  }
 }
 
 TEST_F(LoggingDeathTest, LevelsFilter) {
