@@ -11,7 +11,6 @@
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
 #include "sim/base/kinds.h"
-#include "sim/base/log.h"
 #include "sim/library/manager.h"
 
 // The entry points: each checks its arguments and makes a call of them for the manager.
@@ -142,19 +141,11 @@ int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned 
 }  // namespace
 
 int GPUSetLogger(const char* fileName) {
-  return guarded([&] {
-    const int code = sim::openLogFile(fileName);
-    manager().noteLog("GPUSetLogger", fileName == nullptr ? "" : fileName, code);
-    return code;
-  });
+  return guarded([&] { return manager().openLog(fileName); });
 }
 
 int GPUSetLogLevel(int level) {
-  return guarded([&] {
-    const int code = sim::setLogLevel(level);
-    manager().noteLog("GPUSetLogLevel", std::to_string(level), code);
-    return code;
-  });
+  return guarded([&] { return manager().setLogLevel(level); });
 }
 
 int GPUManagerInit(const char* manifestFile, const char* profileFile, const char* propertiesFile) {

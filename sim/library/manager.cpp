@@ -6,16 +6,10 @@
 #include <utility>
 
 #include "sim/base/log.h"
-#include "sim/config/readers.h"
-#include "sim/library/builtin.h"
 #include "sim/library/calls.h"
 
 namespace sim {
 namespace {
-
-Document readOr(const std::string& file, std::string_view builtin, const std::string& name) {
-  return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
-}
 
 Result failed(int code) {
   Result result;
@@ -60,30 +54,6 @@ class Manager::CallWaiter : public Waiter {
   std::int64_t run_;
 };
 
-void Manager::load(const std::string& manifest, const std::string& profile,
-                   const std::string& properties) {
-  const Document devices = readOr(manifest, kBuiltinManifest, "(built-in manifest)");
-  Topology topology = readTopology(devices);
-  const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
-  Document builtin;
-  if (document.find("extends") != nullptr) {
-    builtin = parseJson(kBuiltinProperties, "(built-in properties)");
-  }
-  PropertyDb db = readProperties(document, builtin, devices, topology);
-  Profile settings;
-  if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
-  if (!settings.journal.empty()) {
-    const auto mode = kClockWords[static_cast<std::size_t>(settings.clock.mode)];
-    const std::string error = journal_.open(settings.journal, settings.seed, mode);
-    if (!error.empty()) {
-      throw FileError(profile + ": /journal: '" + settings.journal + "' " + error);
-    }
-  }
-  journal_.dropBuffered();
-  clock_.emplace(settings.clock);
-  board_.emplace(std::move(topology), std::move(db), std::move(settings));
-}
-
 int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
   const Lock lock(mutex_);
@@ -105,6 +75,7 @@ void Manager::forget() {
   initialising_ = false;
   board_.reset();
   journal_.close();
+  files_ = {};
 }
 
 int Manager::initialise(const std::string& manifest, const std::string& profile,
@@ -288,18 +259,6 @@ void Manager::drain() {
   if (!clock_->stepped() || onOwnThread()) return;
   const std::int64_t run = runs_;
   while (sameRun(run) && (calling_ || board_->subscriptions().pending())) idle_.wait(mutex_);
-}
-
-void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
-  const Lock lock(mutex_);
-  JsonLine line;
-  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
-  line.add("code", code);
-  if (journal_.isOpen()) {
-    journal_.write(line);
-  } else {
-    journal_.buffer(line);
-  }
 }
 
 int Manager::journalRejection(std::string_view entry, int code) {

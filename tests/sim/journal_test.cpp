@@ -1,7 +1,10 @@
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <utility>
 
 #include "tests/sim/board_fixture.h"
@@ -17,6 +20,18 @@ class Journal : public BoardTest {
   }
   static std::string captured() {
     return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  }
+
+  /// How the message begins that the fixture's profile cannot name that journal.
+  static std::string refusal(const std::string& file) {
+    return 'E' + path("profile.json") + ":1:59: /journal: '" + file + "' ";
+  }
+  /// What the library says when the profile names that journal, which it has to refuse.
+  std::string refused(const std::string& file) {
+    capture();
+    EXPECT_EQ(init("\"journal\": \"" + file + '"'), sim::kFileRefused);
+    const std::string lines = captured();
+    return lines.substr(lines.find(']') + 1);
   }
 
   /// Everything that a journal can hold, in one run.
@@ -138,11 +153,55 @@ TEST_F(Journal, AFileThatCannotBeWrittenRefusesTheProfile) {
     capture();
     EXPECT_EQ(init("\"journal\": \"" + std::string(file) + '"'), sim::kFileRefused);
     const std::string lines = captured();
-    EXPECT_TRUE(lines.ends_with(path("profile.json") + ": /journal: '" + file + "' cannot be " +
-                                why + '\n'))
-        << lines;
+    EXPECT_TRUE(lines.ends_with(refusal(file) + "cannot be " + why + '\n')) << lines;
     EXPECT_EQ(std::ranges::count(lines, '\n'), 1) << lines;
   }
+}
+
+TEST_F(Journal, AFileWithAnotherUseIsRefusedAndStaysAsItIs) {
+  for (const auto& [name, use] :
+       {std::pair("manifest.json", "the manifest"), std::pair("profile.json", "the profile"),
+        std::pair("properties.json", "the properties file")}) {
+    SCOPED_TRACE(name);
+    const std::string message =
+        " is " + std::string(use) + "; the journal needs a file of its own\n";
+    EXPECT_TRUE(refused(path(name)).ends_with(message));
+    EXPECT_TRUE(contents(path(name)).starts_with('{'));
+    EXPECT_EQ(contents(path(name)).find("journal\":1"), std::string::npos);
+    const std::string link = path("link");
+    unlink(link.c_str());
+    ASSERT_EQ(symlink(path(name).c_str(), link.c_str()), 0);
+    EXPECT_TRUE(refused(link).ends_with(message)) << "by whatever name";
+  }
+}
+
+TEST_F(Journal, TwoProcessesDoNotShareAFile) {
+  const std::string file = path("journal");
+  const std::string profile = "\"journal\": \"" + file + '"';
+  int ready[2];
+  int done[2];
+  ASSERT_EQ(pipe(ready) + pipe(done), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(done[1]);
+    char byte = init(profile) == 0 ? 'y' : 'n';
+    if (::write(ready[1], &byte, 1) == 1 && ::read(done[0], &byte, 1) == 0) std::_Exit(0);
+    std::_Exit(1);
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 'y');
+  const std::string before = contents(file);
+  EXPECT_EQ(refused(file), refusal(file) +
+                               "is the journal of another process; each needs a file of "
+                               "its own\n");
+  EXPECT_EQ(contents(file), before);
+  close(done[1]);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  for (const int end : {ready[0], ready[1], done[0]}) close(end);
+  EXPECT_EQ(init(profile), 0) << "it is free again";
 }
 
 TEST_F(Journal, AFileThatFillsUpIsSaidOnceAndChangesNothingElse) {

@@ -165,6 +165,47 @@ TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
   }
 }
 
+TEST_F(LoggingDeathTest, AFileWithAnotherUseIsNoLog) {
+  EXPECT_EXIT(logged([&] {
+                const std::string journal = path("journal");
+                std::remove(journal.c_str());
+                init("\"journal\": \"" + journal + '"');
+                for (const std::string& file : {journal, path("manifest.json"),
+                                                path("profile.json"), path("properties.json")}) {
+                  const std::string before = contents(file);
+                  if (GPUSetLogger(file.c_str()) != sim::kCannotOpen) std::exit(1);
+                  if (file != journal && contents(file) != before) std::exit(1);
+                }
+              }),
+              testing::ExitedWithCode(0), "");
+  const auto refusal = [](const std::string& name, const std::string& use) {
+    return "[]E" + path(name) + ": is " + use + "; the log needs a file of its own\n";
+  };
+  EXPECT_EQ(lines("err"), refusal("journal", "the journal") +
+                              refusal("manifest.json", "the manifest") +
+                              refusal("profile.json", "the profile") +
+                              refusal("properties.json", "the properties file"));
+}
+
+TEST_F(LoggingDeathTest, TheLogIsNoOtherFile) {
+  std::remove(path("log").c_str());
+  const std::string manifest = write("log", R"({"board": "b", "devices": {}})");
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogger(path("log").c_str());
+                if (GPUManagerInit(manifest.c_str(), "", "") != sim::kFileRefused) std::exit(1);
+                if (init("\"journal\": \"" + path("log") + '"') != sim::kFileRefused) std::exit(1);
+                if (init("\"journal\": \"" + path("out") + '"') != sim::kFileRefused) std::exit(1);
+              }),
+              testing::ExitedWithCode(0), "");
+  const std::string refusal = "[]E" + path("profile.json") + ":1:59: /journal: '";
+  EXPECT_EQ(lines("log"),
+            R"({"board": "b", "devices": {}})"
+            "[]E" +
+                manifest + ": is the log; the manifest needs a file of its own\n" + refusal +
+                path("log") + "' is the log; the journal needs a file of its own\n" + refusal +
+                path("out") + "' is standard output; the journal needs a file of its own\n");
+}
+
 TEST_F(LoggingDeathTest, LevelsFilter) {
   EXPECT_EXIT(logged([&] {
                 GPUSetLogLevel(1);
