@@ -27,6 +27,7 @@ struct LogSetup {
   LogSetup() { logger.levelText.assign(1, '3'); }
   __gnu_cxx::stdio_sync_filebuf<char> standardOutput{stdout};
   bool fileWanted = false;
+  std::optional<FileId> file;
 };
 
 LogSetup& setup() {
@@ -76,14 +77,19 @@ void logLine(Level level, std::string_view message) {
   const std::lock_guard lock(logger.lock);
   if (logger.output.is_open()) {
     logger.output << line;
+    if (level <= Level::warning) base().flush();
   } else if (level == Level::error) {
     std::fputs(line.c_str(), stderr);
   }
 }
 
-int openLogFile(const char* fileName) {
+int openLogFile(const char* fileName, const UsedFiles& others) {
   if (fileName == nullptr || *fileName == '\0') return kBadArgument;
   const std::string name = fileName;
+  if (const std::string_view use = others.useOf(fileNamed(fileName)); !use.empty()) {
+    logLine(Level::error, name + ": is " + std::string(use) + "; the log needs a file of its own");
+    return kCannotOpen;
+  }
   {
     const std::lock_guard lock(logger.lock);
     setup().fileWanted = true;
@@ -92,10 +98,16 @@ int openLogFile(const char* fileName) {
     base().rdbuf(logger.output.rdbuf());
     errno = 0;
     logger.output.open(name, std::ios::app);
+    setup().file = logger.output.is_open() ? fileNamed(fileName) : std::nullopt;
     if (logger.output.is_open()) return kOk;
   }
   logLine(Level::error, name + ": cannot be opened as the log file: " + std::strerror(errno));
   return kCannotOpen;
+}
+
+std::optional<FileId> logFile() {
+  const std::lock_guard lock(logger.lock);
+  return setup().file;
 }
 
 int setLogLevel(int level) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
+
+#include "sim/base/used_files.h"
 
 namespace sim {
 
@@ -11,14 +14,17 @@ enum class Level { error = 2, warning = 3, debug = 4 };
 bool isLogged(Level level);
 
 /// Appends one line to `logger`: "[date time.nanoseconds]", the level's letter and the message, to
-/// which the newline is added. Control characters in the message become '?', and what is beyond
-/// 1023 bytes is cut. While the output is not open, errors go to standard error and other lines are
-/// dropped.
-/// Threads: any.
+/// which the newline is added. Errors and warnings go to the operating system at once. Control
+/// characters in the message become '?', and what is beyond 1023 bytes is cut. While the output is
+/// not open, errors go to standard error and other lines are dropped. Threads: any.
 void logLine(Level level, std::string_view message);
 
-/// Opens a file, to which lines are appended, as the output of `logger`; 0 or a code.
-int openLogFile(const char* fileName);
+/// Opens a file, to which lines are appended, as the output of `logger`; 0 or a code. A file with
+/// another use is refused, and the log stays what it was.
+int openLogFile(const char* fileName, const UsedFiles& others);
+
+/// The regular file that lines are appended to.
+std::optional<FileId> logFile();
 
 /// Sets the level, 0..5. Standard output becomes the output, in step with C stdio, unless a log
 /// file was asked for.

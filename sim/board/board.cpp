@@ -81,6 +81,7 @@ void Board::apply(const Event& event, Time time) {
 }
 
 void Board::applyTo(const Event& event, Device device, Time time) {
+  if (event.endsDrop && !endsDrop(device, time)) return;
   const std::string name = event.ofDevice() ? "" : state_.properties().at(event.property).name;
   if (isLogged(Level::debug)) {
     const std::string_view word = kEventWords[static_cast<std::size_t>(event.kind)];
@@ -97,8 +98,10 @@ void Board::applyTo(const Event& event, Device device, Time time) {
       pollChanged(event.property, device.id, time);
       break;
     case EventKind::drop:
+      drop(device, time, {});
+      break;
     case EventKind::restore:
-      setPresent(device, time, event.kind == EventKind::restore);
+      restore(device, time);
       break;
     case EventKind::burst:
       if (time >= snapshot_.firstComplete()) {
@@ -117,9 +120,35 @@ void Board::pollChanged(PropertyIndex property, int deviceId, Time time) {
   }
 }
 
-void Board::setPresent(Device device, Time time, bool present) {
-  state_.setPresent(device, time, present);
-  if (!present) postbox_.reset(device);
+// A device stays off the bus while any of its drops lasts, so a drop never brings it back sooner.
+// One that is off without a known end, or was never fitted, waits for a `restore` of the timeline.
+void Board::drop(Device device, Time time, std::optional<Time> until) {
+  const std::pair place(device.kind, device.id);
+  const auto known = returns_.find(place);
+  const bool present = state_.presentAt(device, time);
+  if (!until) {
+    returns_.erase(place);
+  } else if (present || (known != returns_.end() && known->second < *until)) {
+    returns_[place] = *until;
+    Event back;
+    back.kind = EventKind::restore;
+    back.device = {device.kind, device.id};
+    back.endsDrop = true;
+    timeline_.add(*until, back);
+  }
+  if (!present) return;
+  state_.setPresent(device, time, false);
+  postbox_.reset(device);
+}
+
+void Board::restore(Device device, Time time) {
+  returns_.erase({device.kind, device.id});
+  state_.setPresent(device, time, true);
+}
+
+bool Board::endsDrop(Device device, Time time) const {
+  const auto known = returns_.find({device.kind, device.id});
+  return known != returns_.end() && known->second == time;
 }
 
 }  // namespace sim

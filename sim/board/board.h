@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <utility>
 
 #include "sim/board/call.h"
 #include "sim/board/faults.h"
@@ -64,13 +66,15 @@ class Board {
   int write(const Call& call, Time now);
   int clear(const Call& call, Time now);
   int subscribe(const Call& call, Time now);
-  void list(std::optional<KindIndex> kind, Result& result) const;
+  void list(const Call& call, Result& result) const;
 
   void apply(const Event& event, Time time);
   void applyTo(const Event& event, Device device, Time time);
   void pollChanges(Time time);
   void pollChanged(PropertyIndex property, int deviceId, Time time);
-  void setPresent(Device device, Time time, bool present);
+  void drop(Device device, Time time, std::optional<Time> until);
+  void restore(Device device, Time time);
+  [[nodiscard]] bool endsDrop(Device device, Time time) const;
 
   BoardState state_;
   std::uint64_t seed_;
@@ -78,6 +82,7 @@ class Board {
   std::array<Time, kDeviceKinds.size()> latency_;
   Faults faults_;
   Timeline timeline_;
+  std::map<std::pair<KindIndex, int>, Time> returns_;  ///< Of devices whose drop has an end.
   Subscriptions subscriptions_;
   Postbox postbox_;
   Time callbackPeriod_;

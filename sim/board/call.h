@@ -41,7 +41,10 @@ struct Call {
   std::optional<int> accessMode;  ///< For `get`: 0 reads the snapshot, 1 the device itself.
   std::int32_t value = 0;         ///< For `set`.
   UpdateCallback callback;        ///< For `setCallback`.
-  PostboxRequest postbox;         ///< For requests to a postbox, together with `device`.
+  /// How much of the answer the caller has room for: bytes of a text with its NUL, or words of an
+  /// asynchronous request. Without it, a list comes as names and not as a text.
+  std::optional<std::size_t> room;
+  PostboxRequest postbox;  ///< For requests to a postbox, together with `device`.
 
   std::optional<Device> device;           ///< Filled in by the board, but for a postbox.
   std::optional<PropertyIndex> property;  ///< Filled in by the board.
@@ -50,13 +53,14 @@ struct Call {
   [[nodiscard]] bool usesPostbox() const { return operation >= Operation::raw; }
 };
 
-/// What a call gave. Everything behind `answered` is meaningful only if that is set.
+/// What a call gave, as much of it as the caller gets. Everything behind `answered` is meaningful
+/// only if that is set.
 struct Result {
   int code = kOk;
   std::optional<std::size_t> firedRule;  ///< The fault rule that fired.
   bool answered = false;                 ///< Whether the call got as far as to the device.
-  std::string text;
-  bool unterminated = false;  ///< The text fills the caller's buffer, without a NUL.
+  std::string text;                      ///< Of a value, or of a list in the form of a text.
+  bool unterminated = false;             ///< The text fills the caller's buffer, without a NUL.
   std::vector<std::string> names;
   std::vector<std::string> units;
   bool refreshing = false;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "catalogue/api_property_map.h"
@@ -27,10 +28,24 @@ void applyTextFault(TextFault fault, Result& result) {
   result.unterminated = fault == TextFault::unterminated;
 }
 
+/// Cuts the answer to what the caller has room for; a text has to fit whole.
+void fitAnswer(const Call& call, Result& result) {
+  if (!call.room || result.code != kOk) return;
+  std::vector<std::uint32_t>& words = result.postbox.words;
+  words.resize(std::min(words.size(), *call.room));
+  if (result.unterminated) {
+    result.text.resize(std::min(result.text.size(), *call.room));
+  } else if (!call.usesPostbox() && result.text.size() >= *call.room) {
+    result.text.clear();
+    result.code = kBufferTooSmall;
+  }
+}
+
 }  // namespace
 
-// The order is that of a real bus: time passes before the device fails, and what a caller does not
-// wait for has no effect. After a wait that ended with the board nothing of it may be touched.
+// The order is that of a real bus: time passes before the device fails, and it fails whether or not
+// the caller still waits; but what a caller asked for and did not wait for has no effect. After a
+// wait that ended with the board nothing of it may be touched.
 Result Board::execute(Call& call, Waiter& waiter) {
   Result result;
   advance(waiter.now());
@@ -42,6 +57,7 @@ Result Board::execute(Call& call, Waiter& waiter) {
     effect = firing->effect;
   }
   if (effect.hang) {
+    applyDeviceFault(effect, call, waiter.now());
     waiter.hang();
     result.code = kStopped;
     return result;
@@ -57,17 +73,14 @@ Result Board::execute(Call& call, Waiter& waiter) {
   }
   const Time now = waiter.now();
   Time when = now;
-  if (late) {
-    result.code = kTimeout;
-    return result;
-  }
   applyDeviceFault(effect, call, now);
-  result.code = effect.code.value_or(kOk);
+  result.code = late ? kTimeout : effect.code.value_or(kOk);
   if (result.code == kOk) result.code = resolveReadTime(call, now, when);
   if (result.code != kOk) return result;
   result.answered = true;
   result.code = handleRequest(call, when, result);
   applyTextFault(effect.text, result);
+  fitAnswer(call, result);
   return result;
 }
 
@@ -121,21 +134,16 @@ int Board::resolveReadTime(const Call& call, Time now, Time& when) const {
   return state_.presentAt(*call.device, when) ? kOk : kDeviceAbsent;
 }
 
-/// The parts of a fault that concern the device: falling off the bus, and storms of updates.
+/// The parts of a fault that concern the device: storms of updates, and falling off the bus, after
+/// which it sends none.
 void Board::applyDeviceFault(const FaultEffect& effect, const Call& call, Time now) {
   if (!call.device) return;
-  if (effect.drop) {
-    setPresent(*call.device, now, false);
-    if (*effect.drop > 0) {
-      Event back;
-      back.kind = EventKind::restore;
-      back.device = {call.device->kind, call.device->id};
-      timeline_.add(now + *effect.drop, back);
-    }
-  }
   if (effect.storm > 0 && now >= snapshot_.firstComplete()) {
     subscriptions_.burst(state_, now, *call.device, call.property ? call.propertyName : "*",
                          effect.storm);
+  }
+  if (effect.drop) {
+    drop(*call.device, now, *effect.drop > 0 ? std::optional(now + *effect.drop) : std::nullopt);
   }
 }
 
@@ -144,7 +152,7 @@ int Board::handleRequest(const Call& call, Time when, Result& result) {
     case Operation::init:
       return kOk;
     case Operation::list:
-      list(call.kind, result);
+      list(call, result);
       return kOk;
     case Operation::get:
       return read(call, when, result);
@@ -174,9 +182,10 @@ int Board::read(const Call& call, Time when, Result& result) const {
 
 int Board::write(const Call& call, Time now) {
   const Property& property = state_.properties().at(*call.property);
+  const Format& format = property.definitionFor(call.device->id).format;
   const Fixed number = call.value * kOne;
-  if (!property.writable) return kNotWritable;
-  if (number < property.low || number > property.high) return kOutOfRange;
+  if (!property.writable || format.isText()) return kNotWritable;
+  if (number < property.low || number > property.high || !format.covers(number)) return kOutOfRange;
   state_.set(*call.property, call.device->id, now, number);
   pollChanged(*call.property, call.device->id, now);
   return kOk;
@@ -200,12 +209,14 @@ int Board::subscribe(const Call& call, Time now) {
   return kOk;
 }
 
-void Board::list(std::optional<KindIndex> kind, Result& result) const {
+void Board::list(const Call& call, Result& result) const {
   const auto last = static_cast<KindIndex>(kDeviceKinds.size());
-  for (KindIndex k = kind.value_or(0); k < (kind ? *kind + 1 : last); ++k) {
+  for (KindIndex k = call.kind.value_or(0); k < (call.kind ? *call.kind + 1 : last); ++k) {
     for (const PropertyIndex index : state_.properties().ofKind(k)) {
-      result.names.push_back(state_.properties().at(index).name);
-      result.units.push_back(state_.properties().at(index).unit);
+      const Property& property = state_.properties().at(index);
+      if (call.room) result.text.append(result.names.empty() ? "" : "\n").append(property.name);
+      result.names.push_back(property.name);
+      result.units.push_back(property.unit);
     }
   }
 }

@@ -14,12 +14,14 @@ namespace sim {
 
 enum class TextFault { none, truncated, unterminated, empty };
 
-/// What happens to a call that a rule fires at. Several may be set; they happen in this order.
+/// What happens to a call that a rule fires at. Several may be set; they happen in this order, but
+/// that a hang needs no delay.
 struct FaultEffect {
   Time delay = 0;
+  int storm = 0;             ///< Updates that every registered callback of the device gets.
+  std::optional<Time> drop;  ///< The device is off the bus for that long at least; 0: until it is
+                             ///< restored.
   bool hang = false;
-  std::optional<Time> drop;  ///< The device is off the bus for that long; 0: until it is restored.
-  int storm = 0;             ///< Subscriptions that every registered callback of the device gets.
   std::optional<int> code;
   TextFault text = TextFault::none;
 };

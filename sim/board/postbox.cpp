@@ -1,6 +1,7 @@
 #include "sim/board/postbox.h"
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
 
 #include "sim/base/codes.h"
@@ -97,10 +98,17 @@ int readSensor(const BoardState& state, const PostboxRequest& request, Time time
   if (row == kSensors.end()) return kBadRequest;
   const auto property = state.properties().find(row->property);
   if (!property) return kNotSupported;
-  const Fixed number = state.numberAt(*property, request.device.id, time);
-  // Temperatures are signed with eight binary digits after the point, power is in milliwatts.
-  const Fixed scaled = multiplyClamped(number, (request.opcode == kPower ? 1000 : 256) * kOne);
-  reply.data = static_cast<std::uint32_t>(roundToWhole(scaled));
+  const int id = request.device.id;
+  if (state.properties().at(*property).definitionFor(id).format.isText()) return kNotSupported;
+  // Temperatures are signed with eight binary digits after the point, power is in milliwatts. A
+  // register stays at its limit instead of wrapping.
+  const bool power = request.opcode == kPower;
+  const Fixed scaled =
+      multiplyClamped(state.numberAt(*property, id, time), (power ? 1000 : 256) * kOne);
+  constexpr std::int64_t kLow = std::numeric_limits<std::int32_t>::min();
+  const std::int64_t high = power ? std::int64_t{std::numeric_limits<std::uint32_t>::max()}
+                                  : std::int64_t{std::numeric_limits<std::int32_t>::max()};
+  reply.data = static_cast<std::uint32_t>(std::clamp(roundToWhole(scaled), kLow, high));
   return kOk;
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <span>
@@ -25,6 +26,13 @@ struct Format {
   int precision = 0;               ///< For `real`: digits after the point, 0..6.
   int digits = 0;                  ///< For `hex`: digits at least, 1..8.
   std::vector<std::string> names;  ///< For `enumeration`: the words for 0, 1, 2...
+
+  [[nodiscard]] bool isText() const { return kind == Kind::text; }
+  /// False for a number that an enumeration has no word for.
+  [[nodiscard]] bool covers(Fixed number) const {
+    const std::int64_t whole = roundToWhole(number);
+    return kind != Kind::enumeration || (whole >= 0 && whole < std::ssize(names));
+  }
 };
 
 /// How a value behaves. Times are in microseconds of the simulated clock.

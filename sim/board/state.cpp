@@ -21,9 +21,11 @@ std::string padded(std::string digits, std::size_t width) {
   return digits;
 }
 
+/// In two's complement, of 32 bits where they are enough for the number.
 std::string toHex(std::int64_t number, int digits) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  auto rest = static_cast<std::uint32_t>(number);
+  const bool narrow = number >= std::numeric_limits<std::int32_t>::min() && number < 0;
+  auto rest = narrow ? static_cast<std::uint32_t>(number) : static_cast<std::uint64_t>(number);
   std::string text;
   do {
     text.insert(text.begin(), kDigits[rest % 16]);
@@ -42,11 +44,9 @@ std::string format(const Format& format, Fixed number) {
       return formatDecimal(number, format.precision);
     case Format::Kind::hex:
       return toHex(roundToWhole(number), format.digits);
-    case Format::Kind::enumeration: {
-      const auto last = static_cast<std::int64_t>(format.names.size()) - 1;
-      const std::int64_t index = std::clamp<std::int64_t>(roundToWhole(number), 0, last);
-      return format.names[static_cast<std::size_t>(index)];
-    }
+    case Format::Kind::enumeration:
+      return format.covers(number) ? format.names[static_cast<std::size_t>(roundToWhole(number))]
+                                   : formatDecimal(number, 0);
   }
   return "";
 }
@@ -104,10 +104,10 @@ std::string BoardState::textAt(PropertyIndex property, int deviceId, Time time) 
   const Definition& definition = properties_.at(property).definitionFor(deviceId);
   const PropertyKey key{property, deviceId};
   const Change* change = lastChange(key, time);
-  if (definition.format.kind == Format::Kind::text && change != nullptr && !change->cleared) {
+  if (definition.format.isText() && change != nullptr && !change->cleared) {
     return change->text;
   }
-  if (definition.format.kind == Format::Kind::text) return print(definition, key, time);
+  if (definition.format.isText()) return print(definition, key, time);
   return format(definition.format, numberAt(property, deviceId, time));
 }
 
@@ -251,9 +251,8 @@ std::string BoardState::printPage(const Page& page, PropertyKey key, Time time) 
   for (std::size_t i = begin; i < end; ++i) {
     const Definition& entry = record.entries[i];
     if (!text.empty()) text += ' ';
-    text += entry.format.kind == Format::Kind::text
-                ? print(entry, key, time)
-                : format(entry.format, evaluate(entry, key, time));
+    text += entry.format.isText() ? print(entry, key, time)
+                                  : format(entry.format, evaluate(entry, key, time));
   }
   return text;
 }

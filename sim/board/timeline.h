@@ -26,6 +26,7 @@ struct Event {
   Fixed number = 0;            ///< For `set`.
   std::string text;            ///< For `set` of a text.
   int count = 0;               ///< For `burst` and `lose`.
+  bool endsDrop = false;       ///< For `restore`: only if no drop lasts longer.
 
   /// Whether it concerns whole devices, not a property of theirs.
   [[nodiscard]] bool ofDevice() const {

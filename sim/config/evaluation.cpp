@@ -6,40 +6,45 @@
 #include <variant>
 #include <vector>
 
+#include "sim/config/fields.h"
+
 namespace sim {
 namespace {
 
-constexpr std::int64_t kMaxSteps = 100'000;
+constexpr std::int64_t kMaxOthers = 100'000;
 constexpr int kMaxDepth = 100;
 
 /// What a value needs, known once everything that it is computed from has been visited.
 struct Needs {
   enum class Visit : char { open, running, done } state = Visit::open;
-  std::int64_t steps = 1;  ///< Values that are computed for one reading.
-  int depth = 1;           ///< Values that wait for one another in the course of it.
-  bool integral = false;   ///< Whether an integral is among them.
+  std::int64_t others = 0;  ///< Other values that are computed for one reading.
+  int depth = 0;            ///< Of them, those that wait for one another.
+  bool integral = false;    ///< Whether an integral is among them, or the value itself.
+  bool text = false;        ///< Whether the value is a text on some device.
 
   void atLeast(const Needs& other) {
-    steps = std::max(steps, other.steps);
+    others = std::max(others, other.others);
     depth = std::max(depth, other.depth);
     integral |= other.integral;
   }
   void add(const Needs& source, std::int64_t times) {
-    steps += source.steps * times;
+    others += (source.others + 1) * times;
     depth = std::max(depth, source.depth + 1);
     integral |= source.integral;
   }
 };
 
 /// Visits each property after those that it is computed from. The depth is bounded on the way down
-/// as well, since the visit itself recurses; the steps, once counted, never exceed what the bound
+/// as well, since the visit itself recurses; the others, once counted, never exceed what the bound
 /// times the sources of one value gives, so they cannot overflow.
 class Evaluation {
  public:
-  Evaluation(const PropertyDb& properties, const Topology& topology, const DefinedNames& names)
+  Evaluation(const PropertyDb& properties, const Topology& topology, const DefinedNames& names,
+             const Node& manifest)
       : properties_(properties),
         topology_(topology),
         names_(names),
+        manifest_(manifest),
         needs_(properties.all().size()) {}
 
   Needs visit(PropertyIndex index) {
@@ -50,16 +55,18 @@ class Evaluation {
       node.reject("the value is computed from itself");
     }
     needs_[place].state = Needs::Visit::running;
-    if (++running_ > kMaxDepth) rejectDepth(node);
+    if (running_++ > kMaxDepth) rejectDepth(node);
     const Property& property = properties_.at(index);
     Needs most = visitDefinition(property.definition, property.kind, node);
+    most.text = property.definition.format.isText();
     for (const auto& [device, definition] : property.overrides) {
       most.atLeast(visitDefinition(definition, property.kind, node));
+      most.text |= definition.format.isText();
     }
     --running_;
     if (most.depth > kMaxDepth) rejectDepth(node);
-    if (most.steps > kMaxSteps) {
-      node.reject("the value depends on more than " + std::to_string(kMaxSteps) + " others");
+    if (most.others > kMaxOthers) {
+      node.reject("the value depends on more than " + std::to_string(kMaxOthers) + " others");
     }
     most.state = Needs::Visit::done;
     return needs_[place] = most;
@@ -71,18 +78,37 @@ class Evaluation {
                 " others");
   }
 
+  /// A number that values are computed from.
+  Needs visitSource(PropertyIndex index, const Node& node) {
+    const Needs needs = visit(index);
+    if (needs.text) rejectText(properties_.at(index), node);
+    return needs;
+  }
+
+  [[noreturn]] void rejectText(const Property& source, const Node& node) const {
+    if (source.definition.format.isText()) {
+      node.reject("'" + source.name + "' is a text; a value can be computed from numbers only");
+    }
+    const auto own = std::ranges::find_if(
+        source.overrides, [](const auto& value) { return value.second.format.isText(); });
+    const std::string device = nameOf({source.kind, own->first});
+    const Node& overrides = requireMember(requireMember(manifest_, "overrides"), device);
+    requireMember(requireMember(overrides, "properties"), source.name)
+        .reject("expected a number, since '" + std::string(node.key) + "' is computed from it");
+  }
+
   Needs visitDefinition(const Definition& definition, KindIndex own, const Node& node) {
     Needs all;
     if (const auto* aggregate = std::get_if<Aggregate>(&definition.model)) {
       for (const PropertyIndex source : aggregate->sources) {
         const KindIndex kind = properties_.at(source).kind;
-        all.add(visit(source), kind == own ? 1 : topology_.countOf(kind));
+        all.add(visitSource(source, node), kind == own ? 1 : topology_.countOf(kind));
       }
     } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
       if (properties_.at(integral->source).kind != own) {
         node.reject("an integral needs a property of the same device");
       }
-      all.add(visit(integral->source), 1);
+      all.add(visitSource(integral->source, node), 1);
       if (all.integral) node.reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
@@ -96,6 +122,7 @@ class Evaluation {
   const PropertyDb& properties_;
   const Topology& topology_;
   const DefinedNames& names_;
+  const Node& manifest_;
   std::vector<Needs> needs_;
   int running_ = 0;
 };
@@ -103,8 +130,8 @@ class Evaluation {
 }  // namespace
 
 void boundEvaluation(const PropertyDb& properties, const Topology& topology,
-                     const DefinedNames& names) {
-  Evaluation evaluation(properties, topology, names);
+                     const DefinedNames& names, const Node& manifest) {
+  Evaluation evaluation(properties, topology, names, manifest);
   const auto count = static_cast<PropertyIndex>(properties.all().size());
   for (PropertyIndex index = 0; index < count; ++index) evaluation.visit(index);
 }

@@ -60,6 +60,11 @@ void readEffect(FaultRule& rule, const Node& node) {
       (effect.drop || effect.storm != 0 || node.find("device") != nullptr || effect.hang)) {
     node.reject("'init' involves no device: it can only fail or be delayed");
   }
+  if ((rule.operation == Operation::list || rule.operation == Operation::snapshot) &&
+      (effect.drop || effect.storm != 0)) {
+    node.reject("'" + std::string(kOperationWords[static_cast<std::size_t>(*rule.operation)]) +
+                "' involves no device: nothing can drop or send a storm");
+  }
 }
 
 }  // namespace

@@ -42,6 +42,10 @@ Document parse(std::string content, const std::string& file) {
   const auto source = std::make_shared<Source>();
   source->file = file;
   source->content = std::move(content);
+  // The parser would take it for the end of the text.
+  if (const std::size_t nul = source->content.find('\0'); nul != std::string::npos) {
+    rejectAt(*source, nul, "", "not JSON: found a NUL byte; expected UTF-8 text");
+  }
   // The message about a malformed text quotes it as it is.
   if (!buildTree(*source, false)) {
     source->memory.release();

@@ -51,7 +51,8 @@ struct Document : Node {
 };
 
 /// Parses JSON text. `file` stands in messages only. Rejected with `FileError`: malformed text, a
-/// key that occurs twice in one object, more than 4096 keys in one object, nesting deeper than 32.
+/// NUL byte anywhere, a key that occurs twice in one object, more than 4096 keys in one object,
+/// nesting deeper than 32.
 Document parseJson(std::string_view content, const std::string& file);
 
 /// Reads and parses a file of at most 4 MiB; rejected with `FileError` when it cannot be read.

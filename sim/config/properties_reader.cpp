@@ -87,7 +87,7 @@ PropertyDb readProperties(const Node& document, const Node& builtin, const Node&
   }
   names.collect(document);
   PropertyDb properties = readValues(names, manifest);
-  boundEvaluation(properties, topology, names);
+  boundEvaluation(properties, topology, names, manifest);
   return properties;
 }
 

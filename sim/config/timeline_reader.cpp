@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <vector>
 
 #include "sim/config/fields.h"
 #include "sim/config/readers.h"
+#include "sim/config/value_reader.h"
 
 namespace sim {
 namespace {
@@ -15,13 +17,31 @@ PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties) {
   rejectName(node, "property", names);
 }
 
+/// How the value is printed on each of the event's devices; their own values come last.
+std::vector<const Format*> formatsOf(const Property& property, const DevicePattern& device) {
+  if (device.id) return {&property.definitionFor(*device.id).format};
+  std::vector<const Format*> formats{&property.definition.format};
+  for (const auto& own : property.overrides) formats.push_back(&own.second.format);
+  return formats;
+}
+
 void readValue(Event& event, const Node& node, const Property& property) {
-  if (property.definition.format.kind == Format::Kind::text) {
-    event.text = require(node, JsonType::string).text;
-    if (!event.text.empty()) textOf(node);
-  } else {
-    event.number = decimalOf(node).value;
+  const Node& value = requireMember(node, "value");
+  const std::vector<const Format*> formats = formatsOf(property, event.device);
+  const bool text = formats.front()->isText();
+  for (const Format* format : formats) {
+    if (format->isText() == text) continue;
+    requireMember(node, "device")
+        .reject("'" + property.name + "' is a text on some devices and a number on others; " +
+                "expected one device");
   }
+  if (text) {
+    event.text = require(value, JsonType::string).text;
+    if (!event.text.empty()) textOf(value);
+    return;
+  }
+  event.number = decimalOf(value).value;
+  for (const Format* format : formats) requireWord(value, *format, event.number);
 }
 
 void rejectUnless(bool wanted, const Node& event, std::string_view key) {
@@ -64,7 +84,7 @@ Event readEvent(const Node& node, const Topology& topology, const PropertyDb& pr
   if (*event.device.kind != property.kind) {
     device.reject("'" + property.name + "' is a property of " + std::string(wordOf(property.kind)));
   }
-  if (event.kind == EventKind::set) readValue(event, requireMember(node, "value"), property);
+  if (event.kind == EventKind::set) readValue(event, node, property);
   if (counted) event.count = static_cast<int>(wholeOf(requireMember(node, "count"), 1, 10'000));
   return event;
 }

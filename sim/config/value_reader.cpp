@@ -190,7 +190,7 @@ void readFormat(const Node& object, Format& format) {
   }
   const Node* chosen = precision != nullptr ? precision : hex != nullptr ? hex : names;
   if (chosen == nullptr) return;
-  if (format.kind == Format::Kind::text) chosen->reject("a text cannot have a number format");
+  if (format.isText()) chosen->reject("a text cannot have a number format");
   if (precision != nullptr) {
     format.precision = static_cast<int>(wholeOf(*precision, 0, kMaxPrecision));
     format.kind = Format::Kind::real;
@@ -204,6 +204,14 @@ void readFormat(const Node& object, Format& format) {
   }
 }
 
+/// The numbers between which a value begins; nothing for one that is computed from others.
+std::vector<Fixed> startOf(const Model& model) {
+  if (const auto* constant = std::get_if<Constant>(&model)) return {constant->number};
+  if (const auto* counter = std::get_if<Counter>(&model)) return {counter->start};
+  if (const auto* walk = std::get_if<RandomWalk>(&model)) return {walk->low, walk->high};
+  return {};
+}
+
 Definition readDefinition(const DefinedNames& names, const Node& node) {
   Definition definition;
   if (node.type != JsonType::object) {
@@ -211,8 +219,12 @@ Definition readDefinition(const DefinedNames& names, const Node& node) {
     return definition;
   }
   const ModelRow& row = chooseModel(node);
-  definition.model = row.read(names, node, *node.find(row.key), definition.format);
+  const Node& member = *node.find(row.key);
+  definition.model = row.read(names, node, member, definition.format);
   readFormat(node, definition.format);
+  for (const Fixed number : startOf(definition.model)) {
+    requireWord(member, definition.format, number);
+  }
   return definition;
 }
 
@@ -228,7 +240,7 @@ void readAccess(Property& property, const Node& node) {
   }
   const Model& model = property.definition.model;
   const bool settable =
-      property.definition.format.kind != Format::Kind::text &&
+      !property.definition.format.isText() &&
       (std::holds_alternative<Constant>(model) || std::holds_alternative<Counter>(model) ||
        std::holds_alternative<RandomWalk>(model));
   if ((property.writable || property.clearable) && !settable) {
@@ -245,7 +257,7 @@ void readRange(Property& property, const Node* node) {
     property.high = (static_cast<Fixed>(format.names.size()) - 1) * kOne;
   }
   if (node == nullptr) return;
-  if (format.kind == Format::Kind::text) node->reject("a text cannot have a range");
+  if (format.isText()) node->reject("a text cannot have a range");
   const auto [low, high] = readBounds(*node);
   if (format.kind == Format::Kind::enumeration && (low.value < 0 || high.value > property.high)) {
     node->reject("the range exceeds the list of names");
@@ -255,6 +267,12 @@ void readRange(Property& property, const Node* node) {
 }
 
 }  // namespace
+
+void requireWord(const Node& node, const Format& format, Fixed number) {
+  if (format.covers(number)) return;
+  node.reject(formatDecimal(number, 0) + " is not in 0.." +
+              std::to_string(format.names.size() - 1) + ", the places in 'names'");
+}
 
 Definition readValue(const DefinedNames& names, const Node& node) {
   if (node.type == JsonType::object) requireObject(node, knownKeys(false));

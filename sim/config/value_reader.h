@@ -14,4 +14,7 @@ Definition readValue(const DefinedNames& names, const Node& node);
 /// As `readValue`, for a property: its name, access, range and unit as well, but not its kind.
 Property readProperty(const DefinedNames& names, const Node& node);
 
+/// Rejects a number that the format has no word for.
+void requireWord(const Node& node, const Format& format, Fixed number);
+
 }  // namespace sim

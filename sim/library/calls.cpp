@@ -44,7 +44,7 @@ void addAnswer(const Call& call, const Result& result, JsonLine& line) {
   if (call.operation == Operation::get) {
     if (result.code == kOk) line.add("value", result.text);
   } else if (call.operation == Operation::list) {
-    line.add("names", static_cast<std::int64_t>(result.names.size()));
+    if (result.code == kOk) line.add("names", static_cast<std::int64_t>(result.names.size()));
   } else if (call.operation == Operation::snapshot) {
     line.add("running", static_cast<std::int64_t>(result.refreshing));
   } else if (call.operation == Operation::rawAsyncCmd) {

@@ -28,6 +28,7 @@ std::chrono::microseconds realSpan(Time span, Fixed rate) {
 
 void Clock::start() {
   started_ = monotonicNow();
+  stepped_ = 0;
   running_ = true;
 }
 
@@ -46,6 +47,7 @@ void Clock::elapse(Time span, Mutex& mutex) {
     stepped_ += span;
     return;
   }
+  // Once the lock is open, this clock may be gone.
   const std::chrono::microseconds slept = realSpan(span, settings_.rate);
   mutex.unlock();
   std::this_thread::sleep_for(slept);

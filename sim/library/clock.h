@@ -14,7 +14,7 @@ class Clock {
  public:
   explicit Clock(ClockSettings settings) : settings_(settings) {}
 
-  /// Starts the clock at 0.
+  /// Starts the clock at 0, whatever has been waited for before.
   void start();
 
   /// Moves a stepped clock on by one call.

@@ -11,7 +11,6 @@
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
 #include "sim/base/kinds.h"
-#include "sim/base/log.h"
 #include "sim/library/manager.h"
 
 // The entry points: each checks its arguments and makes a call of them for the manager.
@@ -52,16 +51,15 @@ int rejected(std::string_view entry, sim::Code code = sim::kBadArgument) {
   return guarded([&] { return manager().reject(entry, code); });
 }
 
-int copyText(const std::string& text, char* buffer, int size) {
-  if (text.size() >= static_cast<std::size_t>(size)) return sim::kBufferTooSmall;
-  *std::copy(text.begin(), text.end(), buffer) = '\0';
-  return sim::kOk;
-}
-
-int copyReading(const Result& reading, char* buffer, int size) {
-  if (!reading.unterminated) return copyText(reading.text, buffer, size);
-  const auto kept = std::min(reading.text.size(), static_cast<std::size_t>(size));
-  std::fill(std::copy_n(reading.text.begin(), kept, buffer), buffer + size, '#');
+/// Hands over a text that fits, as the board has seen to. Returns the call's code.
+int copyText(const Result& result, char* buffer, int size) {
+  if (result.code != sim::kOk) return result.code;
+  char* const end = std::copy(result.text.begin(), result.text.end(), buffer);
+  if (result.unterminated) {
+    std::fill(end, buffer + size, '#');
+  } else {
+    *end = '\0';
+  }
   return sim::kOk;
 }
 
@@ -74,25 +72,22 @@ Call callOf(std::string_view entry, Operation operation, int deviceId = 0, std::
   return call;
 }
 
-Result list(std::string_view entry, std::optional<KindIndex> kind) {
+Result list(std::string_view entry, std::optional<KindIndex> kind,
+            std::optional<std::size_t> room = {}) {
   Call call = callOf(entry, Operation::list);
   call.kind = kind;
+  call.room = room;
   return manager().execute(std::move(call));
 }
 
 int listText(std::string_view entry, std::optional<KindIndex> kind, char* buffer, int size) {
-  const Result result = list(entry, kind);
-  if (result.code != sim::kOk) return result.code;
-  std::string text;
-  for (const std::string& name : result.names) {
-    if (!text.empty()) text += '\n';
-    text += name;
-  }
-  return copyText(text, buffer, size);
+  return copyText(list(entry, kind, static_cast<std::size_t>(size)), buffer, size);
 }
 
-Result request(std::string_view entry, Operation operation, const PostboxRequest& request) {
+Result request(std::string_view entry, Operation operation, const PostboxRequest& request,
+               std::optional<std::size_t> room = {}) {
   Call call = callOf(entry, operation);
+  call.room = room;
   call.device = request.device;
   call.postbox = request;
   return manager().execute(std::move(call));
@@ -132,13 +127,12 @@ int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned 
   if (output1 == nullptr || output2 == nullptr) return rejected(entry);
   return guarded([&] {
     const unsigned int first = input.empty() ? 0 : input[0];
-    Result result =
-        request(entry, Operation::rawAsyncCmd, {{kind, deviceId}, opcode, 0, 0, first, 0, input});
-    PostboxReply& reply = result.postbox;
+    const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
+    const Result result = request(entry, Operation::rawAsyncCmd,
+                                  {{kind, deviceId}, opcode, 0, 0, first, 0, input}, wanted);
+    const PostboxReply& reply = result.postbox;
     *output1 = reply.status;
     *output2 = reply.data;
-    const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
-    reply.words.resize(std::min(reply.words.size(), wanted));
     output.assign(reply.words.begin(), reply.words.end());
     return result.code;
   });
@@ -147,19 +141,11 @@ int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned 
 }  // namespace
 
 int GPUSetLogger(const char* fileName) {
-  return guarded([&] {
-    const int code = sim::openLogFile(fileName);
-    manager().noteLog("GPUSetLogger", fileName == nullptr ? "" : fileName, code);
-    return code;
-  });
+  return guarded([&] { return manager().openLog(fileName); });
 }
 
 int GPUSetLogLevel(int level) {
-  return guarded([&] {
-    const int code = sim::setLogLevel(level);
-    manager().noteLog("GPUSetLogLevel", std::to_string(level), code);
-    return code;
-  });
+  return guarded([&] { return manager().setLogLevel(level); });
 }
 
 int GPUManagerInit(const char* manifestFile, const char* profileFile, const char* propertiesFile) {
@@ -186,8 +172,8 @@ int DeviceGetData(int deviceId, const char* propertyName, int /*reserved0*/, int
   return guarded([&] {
     Call call = callOf("DeviceGetData", Operation::get, deviceId, propertyName);
     call.accessMode = accessMode;
-    const Result result = manager().execute(std::move(call));
-    return result.code == sim::kOk ? copyReading(result, buffer, size) : result.code;
+    call.room = static_cast<std::size_t>(size);
+    return copyText(manager().execute(std::move(call)), buffer, size);
   });
 }
 

@@ -1,7 +1,12 @@
 #include "sim/library/journal.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "sim/base/log.h"
 
@@ -56,32 +61,53 @@ JsonLine& JsonLine::add(std::string_view key, std::span<const std::uint32_t> wor
   return addRaw(key, json + ']');
 }
 
-std::string Journal::open(const std::string& file, std::uint64_t seed, std::string_view clock) {
-  errno = 0;
+std::string Journal::open(const std::string& file, const UsedFiles& others, std::uint64_t seed,
+                          std::string_view clock) {
   file_ = file;
-  stream_.open(file, std::ios::trunc);
-  if (!stream_) return std::string("cannot be opened: ") + std::strerror(errno);
+  descriptor_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+  if (descriptor_ < 0) return std::string("cannot be opened: ") + std::strerror(errno);
+  std::string error = claim(others);
   JsonLine first;
   first.add("journal", kVersion).add("seed", static_cast<std::int64_t>(seed)).add("clock", clock);
-  stream_ << first.text() << '\n';
-  for (const std::string& line : buffered_) stream_ << line << '\n';
-  buffered_.clear();
-  if (stream_.flush()) return "";
-  const int error = errno;
-  close();
-  return std::string("cannot be written: ") + std::strerror(error);
+  std::string lines = first.text() + '\n';
+  for (const std::string& line : buffered_) lines += line + '\n';
+  if (error.empty() && !append(lines)) {
+    error = std::string("cannot be written: ") + std::strerror(errno);
+  }
+  if (!error.empty()) close();
+  return error;
+}
+
+// What is no regular file, like a pipe, has no contents to lose and may be shared. A file system
+// without locks is no reason to do without a journal.
+std::string Journal::claim(const UsedFiles& others) const {
+  const std::optional<FileId> id = file();
+  if (!id) return "";
+  if (const std::string_view use = others.useOf(id); !use.empty()) {
+    return "is " + std::string(use) + "; the journal needs a file of its own";
+  }
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    return "is the journal of another process; each needs a file of its own";
+  }
+  if (ftruncate(descriptor_, 0) == 0) return "";
+  return std::string("cannot be written: ") + std::strerror(errno);
+}
+
+bool Journal::append(const std::string& lines) const {
+  for (std::string_view rest = lines; !rest.empty();) {
+    const ssize_t count = ::write(descriptor_, rest.data(), rest.size());
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
 }
 
 void Journal::close() {
-  stream_.close();
-  stream_.clear();
+  if (isOpen()) ::close(std::exchange(descriptor_, -1));
 }
 
 void Journal::write(const JsonLine& line) {
-  if (!isOpen()) return;
-  errno = 0;
-  stream_ << line.text() << '\n';
-  if (stream_.flush()) return;
+  if (!isOpen() || append(line.text() + '\n')) return;
   logLine(Level::error, file_ + ": the journal ends here: " + std::strerror(errno));
   close();
 }

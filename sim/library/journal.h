@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "sim/base/time.h"
+#include "sim/base/used_files.h"
 
 namespace sim {
 
@@ -35,10 +36,20 @@ class Journal {
  public:
   static constexpr int kVersion = 1;
 
-  /// Begins a new file. Returns why it cannot be written, or an empty text.
-  std::string open(const std::string& file, std::uint64_t seed, std::string_view clock);
+  Journal() = default;
+  ~Journal() { close(); }
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+
+  /// Begins a new file, which no other process may use as a journal until it is closed. Returns why
+  /// it cannot be written, or an empty text: a file with another use is refused as it is.
+  std::string open(const std::string& file, const UsedFiles& others, std::uint64_t seed,
+                   std::string_view clock);
   void close();
-  [[nodiscard]] bool isOpen() const { return stream_.is_open(); }
+  [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+
+  /// The regular file that is written.
+  [[nodiscard]] std::optional<FileId> file() const { return fileBehind(descriptor_); }
 
   /// Writes a line, if the journal is open.
   void write(const JsonLine& line);
@@ -48,7 +59,10 @@ class Journal {
   void dropBuffered() { buffered_.clear(); }
 
  private:
-  std::ofstream stream_;
+  [[nodiscard]] std::string claim(const UsedFiles& others) const;
+  [[nodiscard]] bool append(const std::string& lines) const;
+
+  int descriptor_ = -1;
   std::string file_;
   std::vector<std::string> buffered_;
 };

@@ -6,16 +6,10 @@
 #include <utility>
 
 #include "sim/base/log.h"
-#include "sim/config/readers.h"
-#include "sim/library/builtin.h"
 #include "sim/library/calls.h"
 
 namespace sim {
 namespace {
-
-Document readOr(const std::string& file, std::string_view builtin, const std::string& name) {
-  return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
-}
 
 Result failed(int code) {
   Result result;
@@ -35,18 +29,22 @@ class Manager::CallWaiter : public Waiter {
     return manager_.clock_->now();
   }
 
+  // Whoever ends the process while the call waits finds in the log what came before.
   bool elapse(Time span) override SIM_REQUIRES(manager_.mutex_) {
+    if (!manager_.clock_->stepped()) flushLog();
     manager_.clock_->elapse(span, manager_.mutex_);
     return manager_.sameRun(run_);
   }
 
   // Only stop() ends a hang. It announces itself by `stopping_` before it takes the board away.
   void hang() override SIM_REQUIRES(manager_.mutex_) {
+    flushLog();
     if (manager_.journal_.isOpen()) {
       JsonLine line;
       line.add("at", now()).add("call", entry_).add("hang", 1);
       manager_.journal_.write(line);
     }
+    manager_.work_.notify_all();
     while (manager_.sameRun(run_)) manager_.idle_.wait(manager_.mutex_);
   }
 
@@ -56,37 +54,16 @@ class Manager::CallWaiter : public Waiter {
   std::int64_t run_;
 };
 
-void Manager::load(const std::string& manifest, const std::string& profile,
-                   const std::string& properties) {
-  const Document devices = readOr(manifest, kBuiltinManifest, "(built-in manifest)");
-  Topology topology = readTopology(devices);
-  const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
-  Document builtin;
-  if (document.find("extends") != nullptr) {
-    builtin = parseJson(kBuiltinProperties, "(built-in properties)");
-  }
-  PropertyDb db = readProperties(document, builtin, devices, topology);
-  Profile settings;
-  if (!profile.empty()) settings = readProfile(readJsonFile(profile), topology, db);
-  if (!settings.journal.empty()) {
-    const auto mode = kClockWords[static_cast<std::size_t>(settings.clock.mode)];
-    const std::string error = journal_.open(settings.journal, settings.seed, mode);
-    if (!error.empty()) {
-      throw FileError(profile + ": /journal: '" + settings.journal + "' " + error);
-    }
-  }
-  journal_.dropBuffered();
-  clock_.emplace(settings.clock);
-  board_.emplace(std::move(topology), std::move(db), std::move(settings));
-}
-
 int Manager::init(const std::string& manifest, const std::string& profile,
                   const std::string& properties) {
   const Lock lock(mutex_);
-  if (board_) return kAlreadyRunning;
+  if (board_) return journalRejection("GPUManagerInit", kAlreadyRunning);
+  // A fault may open the lock for a while, in which nothing can be done with the board.
+  initialising_ = true;
   try {
     const int code = initialise(manifest, profile, properties);
     if (code != kOk) forget();
+    initialising_ = false;
     return code;
   } catch (...) {
     forget();
@@ -95,8 +72,10 @@ int Manager::init(const std::string& manifest, const std::string& profile,
 }
 
 void Manager::forget() {
+  initialising_ = false;
   board_.reset();
   journal_.close();
+  files_ = {};
 }
 
 int Manager::initialise(const std::string& manifest, const std::string& profile,
@@ -128,8 +107,10 @@ int Manager::initialise(const std::string& manifest, const std::string& profile,
 int Manager::run() {
   const Lock lock(mutex_);
   int code = kOk;
-  if (!board_) {
+  if (!initialised()) {
     code = kNotInitialised;
+  } else if (stopping_) {
+    code = kStopped;
   } else if (running_) {
     code = kAlreadyRunning;
   } else {
@@ -162,7 +143,7 @@ void Manager::startThread() {
 // through all of this, and perhaps through the next start, that its board is gone.
 int Manager::stop() {
   const Lock lock(mutex_);
-  if (!board_) return kNotInitialised;
+  if (!initialised()) return kNotInitialised;
   if (stopping_) return kStopped;
   if (thread_.joinable() && onOwnThread()) return kNotSupported;
   stopping_ = true;
@@ -280,18 +261,6 @@ void Manager::drain() {
   while (sameRun(run) && (calling_ || board_->subscriptions().pending())) idle_.wait(mutex_);
 }
 
-void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
-  const Lock lock(mutex_);
-  JsonLine line;
-  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
-  line.add("code", code);
-  if (journal_.isOpen()) {
-    journal_.write(line);
-  } else {
-    journal_.buffer(line);
-  }
-}
-
 int Manager::journalRejection(std::string_view entry, int code) {
   if (journal_.isOpen()) {
     JsonLine line;
@@ -307,7 +276,7 @@ int Manager::reject(std::string_view entry, int code) {
 
 Result Manager::execute(Call call) {
   const Lock lock(mutex_);
-  if (!board_) return failed(kNotInitialised);
+  if (!initialised()) return failed(kNotInitialised);
   if (!running_) return failed(journalRejection(call.entry, kNotRunning));
   if (stopping_) return failed(kStopped);
   const std::int64_t run = runs_;

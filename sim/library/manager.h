@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "sim/board/board.h"
+#include "sim/config/json_file.h"
 #include "sim/library/clock.h"
 #include "sim/library/journal.h"
 #include "sim/library/mutex.h"
@@ -35,8 +36,9 @@ class Manager {
   /// Journals a call that was rejected for its arguments alone; returns `code`.
   int reject(std::string_view entry, int code);
 
-  /// Journals the log's configuration.
-  void noteLog(std::string_view entry, std::string_view argument, int code);
+  /// Configure the log, and journal it.
+  int openLog(const char* fileName);
+  int setLogLevel(int level);
 
  private:
   class CallWaiter;
@@ -44,6 +46,7 @@ class Manager {
   [[nodiscard]] bool sameRun(std::int64_t run) const SIM_REQUIRES(mutex_) {
     return run == runs_ && !stopping_;
   }
+  [[nodiscard]] bool initialised() const SIM_REQUIRES(mutex_) { return board_ && !initialising_; }
   [[nodiscard]] bool onOwnThread() const SIM_REQUIRES(mutex_) {
     return thread_.get_id() == std::this_thread::get_id();
   }
@@ -51,6 +54,8 @@ class Manager {
                  const std::string& properties) SIM_REQUIRES(mutex_);
   void load(const std::string& manifest, const std::string& profile, const std::string& properties)
       SIM_REQUIRES(mutex_);
+  void openJournal(const Document& profile, const Profile& settings) SIM_REQUIRES(mutex_);
+  void noteLog(std::string_view entry, std::string_view argument, int code) SIM_REQUIRES(mutex_);
   void forget() SIM_REQUIRES(mutex_);
   void startThread() SIM_REQUIRES(mutex_);
   void deliver();
@@ -65,8 +70,10 @@ class Manager {
   std::optional<Board> board_ SIM_GUARDED_BY(mutex_);
   std::optional<Clock> clock_ SIM_GUARDED_BY(mutex_);
   Journal journal_ SIM_GUARDED_BY(mutex_);
+  UsedFiles files_ SIM_GUARDED_BY(mutex_);  ///< Those that made the board, and the journal.
   std::thread thread_ SIM_GUARDED_BY(mutex_);
-  std::int64_t runs_ SIM_GUARDED_BY(mutex_) = 0;  ///< How many have ended.
+  std::int64_t runs_ SIM_GUARDED_BY(mutex_) = 0;      ///< How many have ended.
+  bool initialising_ SIM_GUARDED_BY(mutex_) = false;  ///< The board is there, but nobody's yet.
   bool running_ SIM_GUARDED_BY(mutex_) = false;
   bool stopping_ SIM_GUARDED_BY(mutex_) = false;
   bool calling_ SIM_GUARDED_BY(mutex_) = false;

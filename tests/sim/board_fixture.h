@@ -35,10 +35,19 @@ class BoardTest : public testing::Test {
     ASSERT_EQ(GPUManagerRun(0, 0), 0);
   }
 
-  int init(const std::string& profile, const std::string& properties = kProperties) {
+  /// As above, with the devices' own values of a manifest.
+  void startWithOverrides(const std::string& overrides, const std::string& profile = "") {
+    ASSERT_EQ(init(profile, kProperties, overrides), 0);
+    ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  }
+
+  int init(const std::string& profile, const std::string& properties = kProperties,
+           const std::string& overrides = "{}") {
     const std::string manifest =
         write("manifest.json",
-              R"({"board": "test", "devices": {"gpu": 4, "korswitch": 2, "fpga": 1, "hsc": 2}})");
+              R"({"board": "test", "devices": {"gpu": 4, "korswitch": 2, "fpga": 1, "hsc": 2},)"
+              R"( "overrides": )" +
+                  overrides + "}");
     const std::string behaviour =
         write("profile.json", R"({"clock": {"mode": "stepped", "stepMs": 1000})" +
                                   (profile.empty() ? "" : ", " + profile) + "}");

@@ -9,6 +9,13 @@ namespace {
 class Faults : public BoardTest {
  protected:
   void startWith(const std::string& rules) { start("\"faults\": [" + rules + "]"); }
+
+  /// Reads of a device once a second from the first second on: '.' for an answer, 'x' for absent.
+  static std::string seen(int id, int seconds) {
+    std::string all;
+    for (int i = 0; i < seconds; ++i) all += get(id, kName) == "rc = 6" ? 'x' : '.';
+    return all;
+  }
 };
 
 TEST_F(Faults, ACodeAlways) {
@@ -85,6 +92,39 @@ TEST_F(Faults, ADeviceFallsOffTheBusDuringAReadAndComesBack) {
   EXPECT_EQ(get(1, kName), "0");  // 4 s
 }
 
+TEST_F(Faults, ADropWithAnEndDoesNotEndALaterOneOfTheTimeline) {
+  start(R"("faults": [{"device": "gpu1", "times": 1, "dropMs": 4000}],
+    "timeline": [{"atMs": 3000, "drop": "gpu1"}, {"atMs": 8000, "restore": "gpu1"}])");
+  EXPECT_EQ(seen(1, 9), "xxxxxxx..");
+}
+
+TEST_F(Faults, ADropWithAnEndDoesNotEndALaterOneWithout) {
+  startWith(R"({"device": "gpu1", "times": 1, "dropMs": 4000},
+               {"device": "gpu1", "times": 1, "dropMs": 0})");
+  EXPECT_EQ(seen(1, 9), "xxxxxxxxx");
+}
+
+TEST_F(Faults, OfTwoDropsTheLongerOneDecides) {
+  startWith(R"({"device": "gpu1", "times": 1, "dropMs": 4000},
+               {"device": "gpu1", "times": 1, "dropMs": 5000},
+               {"device": "gpu1", "times": 1, "dropMs": 1000})");
+  EXPECT_EQ(seen(1, 9), "xxxxxx...") << "from 1 s on, from 2 s on for 5 s, from 3 s on";
+}
+
+TEST_F(Faults, ARestoreEndsAllDropsAndALaterOneCountsAnew) {
+  start(R"("faults": [{"device": "gpu1", "times": 1, "dropMs": 6000}],
+    "timeline": [{"atMs": 3000, "restore": "gpu1"}, {"atMs": 5000, "drop": "gpu1"}])");
+  EXPECT_EQ(seen(1, 9), "xx..xxxxx");
+}
+
+TEST_F(Faults, ADeviceThatIsOffForGoodDoesNotReturnByAFault) {
+  startWithOverrides(R"({"gpu1": {"absent": true}})",
+                     R"("faults": [{"device": "gpu*", "times": 7, "dropMs": 2000}],
+    "timeline": [{"atMs": 4000, "drop": "gpu2"}])");
+  EXPECT_EQ(seen(1, 4), "xxxx") << "it was never fitted";
+  EXPECT_EQ(seen(2, 5), "xxxxx") << "the timeline has not restored it";
+}
+
 TEST_F(Faults, ADelayLetsTimePass) {
   start(R"("faults": [{"operation": "get", "device": "gpu0", "delayMs": 5000}],
            "latencyMs": {"gpu": 2000})");
@@ -106,11 +146,52 @@ TEST_F(Faults, AHangLastsUntilTheManagerIsStopped) {
   stopper.join();
 }
 
+TEST_F(Faults, APostBoxThatIsLateDropsAndStormsAllTheSame) {
+  start(R"("mailbox": {"timeoutMs": 1000}, "faults": [{"operation": "rawSyncCmd",
+    "device": "gpu0", "times": 1, "delayMs": 1001, "dropMs": 0, "storm": 2}])");
+  std::atomic<int> updates = 0;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi, [&](auto...) { ++updates; }, -1, "", "", -1),
+            0);
+  unsigned int word = 0;
+  EXPECT_EQ(TesselSyncCmdGpu(0, 1, 0, 0, 0, 0, &word, &word, &word, false), sim::kTimeout);
+  EXPECT_EQ(updates, 2);
+  EXPECT_EQ(get(0, kName), "rc = 6");
+}
+
+TEST_F(Faults, ADeviceDropsAndStormsWhileTheCallHangs) {
+  startWith(R"({"device": "gpu3", "operation": "clear", "hang": true, "dropMs": 0, "storm": 2})");
+  std::atomic<int> updates = 0;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                3, kApi, [&](auto...) { ++updates; }, -1, "", "", -1),
+            0);
+  std::thread hanging([] { EXPECT_EQ(DeviceClearData(3, kPower, 0), sim::kStopped); });
+  for (int i = 0; i < 6000 && (updates < 2 || get(3, kName) != "rc = 6"); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(updates, 2);
+  EXPECT_EQ(get(3, kName), "rc = 6");
+  GPUManagerStop();
+  hanging.join();
+}
+
 TEST_F(Faults, TheInitialisationFails) {
   EXPECT_EQ(init(R"("faults": [{"operation": "init", "code": "ioError", "times": 1}])"), 23);
   EXPECT_EQ(GPUManagerRun(0, 0), sim::kNotInitialised);
   EXPECT_EQ(get(0, kName), "rc = 1");
   EXPECT_EQ(init(""), 0) << "the next attempt is a new one";
+}
+
+TEST_F(Faults, ADelayOfTheInitialisationIsNoPartOfTheRun) {
+  start(R"("readyMs": 3000, "timeline": [
+    {"atMs": 5000, "set": "gpu.power.consumption", "device": "gpu0", "value": 9}], "faults": [
+    {"operation": "init", "delayMs": 4000}, {"device": "gpu1", "untilMs": 5000, "code": 50}])");
+  EXPECT_EQ(get(0, kPower), "rc = 7");  // 1 s
+  EXPECT_EQ(get(1, kPower), "rc = 50");
+  EXPECT_EQ(get(0, kPower), "300");  // 3 s: ready
+  EXPECT_EQ(get(1, kPower), "rc = 50");
+  EXPECT_EQ(get(1, kPower), "300");  // 5 s
+  EXPECT_EQ(get(0, kPower), "9");
 }
 
 TEST_F(Faults, ListsAndPostBoxesFailToo) {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <utility>
 
 #include "sim/config/readers.h"
 #include "sim/library/builtin.h"
@@ -30,9 +31,10 @@ std::string manifestRejection(std::string_view text) {
   });
 }
 
-std::string propertiesRejection(std::string_view text) {
+std::string propertiesRejection(std::string_view text,
+                                std::string_view manifestText = kBuiltinManifest) {
   return rejection([&] {
-    const Document manifest = parseJson(kBuiltinManifest, "m.json");
+    const Document manifest = parseJson(manifestText, "m.json");
     const Document document = parseJson(text, "p.json");
     const Document builtin = parseJson(kBuiltinProperties, "b.json");
     readProperties(document, builtin, manifest, readTopology(manifest));
@@ -100,6 +102,17 @@ TEST(Json, MalformedTextIsRejectedInOneLineWithItsPlace) {
     EXPECT_NE(why, "accepted");
     EXPECT_EQ(why.find('\n'), std::string::npos) << why;
   }
+}
+
+TEST(Json, NothingHidesBehindANulByte) {
+  using namespace std::string_view_literals;
+  for (const auto& [text, place] :
+       {std::pair("\0"sv, "1:1"), std::pair("[1]\0"sv, "1:4"), std::pair("[1]\n\0 x"sv, "2:1"),
+        std::pair("[\0 1]"sv, "1:2"), std::pair("[\"a\0b\"]"sv, "1:4")}) {
+    EXPECT_EQ(jsonRejection(text),
+              "f.json:" + std::string(place) + ": not JSON: found a NUL byte; expected UTF-8 text");
+  }
+  EXPECT_EQ(jsonRejection(R"(["\u0000"])"), "accepted") << "an escape is text";
 }
 
 TEST(Json, AFileThatCannotBeReadIsNamed) {
@@ -242,9 +255,9 @@ std::string chain(int length, int times, bool forwards) {
 TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
   for (const bool forwards : {true, false}) {
     SCOPED_TRACE(forwards);
-    EXPECT_EQ(propertiesRejection(chain(99, 1, forwards)), "accepted");
+    EXPECT_EQ(propertiesRejection(chain(100, 1, forwards)), "accepted");
     EXPECT_EQ(propertiesRejection(chain(15, 2, forwards)), "accepted");
-    for (const int length : {100, 4000}) {
+    for (const int length : {101, 4000}) {
       SCOPED_TRACE(length);
       const std::string rejection = propertiesRejection(chain(length, 1, forwards));
       EXPECT_TRUE(rejection.ends_with(": the value depends on a chain of more than 100 others"))
@@ -257,6 +270,52 @@ TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
           << rejection;
     }
   }
+}
+
+TEST(Properties, OnlyNumbersCanBeComputedWith) {
+  for (const char* model : {"sum", "average", "highest", "integral"}) {
+    SCOPED_TRACE(model);
+    const std::string computed = "{\"" + std::string(model) + "\": \"gpu.y\"}, \"gpu.y\": ";
+    for (const char* text : {R"("a")", R"({"value": "a"})", R"({"serial": "#"})"}) {
+      EXPECT_EQ(propertyRejection(computed + text),
+                "p.json:1:26: /properties/gpu.x: 'gpu.y' is a text; a value can be computed from "
+                "numbers only");
+    }
+    EXPECT_EQ(propertyRejection(computed + R"({"value": 1, "names": ["off", "on"]})"), "accepted");
+  }
+  EXPECT_EQ(propertiesRejection(R"({"records": {"r": {"entriesPerPage": 1, "entries": [1]}},)"
+                                R"("properties": {"gpu.y": {"page": 0, "of": "r"},)"
+                                R"("gpu.x": {"sum": ["gpu.y"]}}})"),
+            "p.json:1:114: /properties/gpu.x: 'gpu.y' is a text; a value can be computed from "
+            "numbers only");
+  EXPECT_EQ(propertiesRejection(R"({"properties": {"gpu.y": 1, "hsc.x": {"highest": "gpu.y"}}})",
+                                R"({"board": "b", "devices": {"gpu": 2}, "overrides": {)"
+                                R"("gpu1": {"properties": {"gpu.y": "n/a"}}}})"),
+            "m.json:1:86: /overrides/gpu1/properties/gpu.y: expected a number, since 'hsc.x' is "
+            "computed from it");
+}
+
+TEST(Properties, AnEnumerationBeginsWithOneOfItsNames) {
+  const std::string names = R"(, "names": ["off", "on"]})";
+  const std::string place = "p.json:1:37: /properties/gpu.x/";
+  EXPECT_EQ(propertyRejection(R"({"value":  1.4)" + names), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value":  -0.4)" + names), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value":  2)" + names),
+            place + "value: 2 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"value":  -0.5)" + names),
+            place + "value: -1 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"walk":   [0, 1.6])" + names),
+            place + "walk: 2 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"walk":   [-1, 1])" + names),
+            place + "walk: -1 is not in 0..1, the places in 'names'");
+  EXPECT_EQ(propertyRejection(R"({"counter":7)" + names),
+            place + "counter: 7 is not in 0..1, the places in 'names'");
+}
+
+TEST(Properties, AValueMayNeedAHundredThousandOthers) {
+  EXPECT_EQ(propertiesRejection(chain(1, 100'000, true)), "accepted");
+  EXPECT_TRUE(propertiesRejection(chain(1, 100'001, true))
+                  .ends_with(": the value depends on more than 100000 others"));
 }
 
 }  // namespace

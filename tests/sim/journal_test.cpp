@@ -1,7 +1,10 @@
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <utility>
 
 #include "tests/sim/board_fixture.h"
@@ -17,6 +20,18 @@ class Journal : public BoardTest {
   }
   static std::string captured() {
     return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+  }
+
+  /// How the message begins that the fixture's profile cannot name that journal.
+  static std::string refusal(const std::string& file) {
+    return 'E' + path("profile.json") + ":1:59: /journal: '" + file + "' ";
+  }
+  /// What the library says when the profile names that journal, which it has to refuse.
+  std::string refused(const std::string& file) {
+    capture();
+    EXPECT_EQ(init("\"journal\": \"" + file + '"'), sim::kFileRefused);
+    const std::string lines = captured();
+    return lines.substr(lines.find(']') + 1);
   }
 
   /// Everything that a journal can hold, in one run.
@@ -94,7 +109,43 @@ TEST_F(Journal, HoldsCallsThatAreRejectedBeforeTheyReachTheBoard) {
   }
 }
 
-TEST_F(Journal, AProfileWithAJournalThatCannotBeWrittenIsRejected) {
+TEST_F(Journal, HoldsWhatTheCallerGot) {
+  const std::string file = path("journal");
+  start("\"journal\": \"" + file + R"(", "mailbox": {"selfTestMs": 1}, "faults": [
+    {"operation": "get", "device": "gpu1", "text": "unterminated"},
+    {"operation": "get", "device": "gpu2", "text": "truncated"}])");
+  const auto read = [](int id, int size) {
+    std::array<char, 7> buffer{'?'};
+    return DeviceGetData(id, "gpu.inventory.serialNumber", 0, 0, buffer.data(), size, 0, 0);
+  };
+  EXPECT_EQ(read(0, 6), sim::kBufferTooSmall);
+  EXPECT_EQ(read(0, 7), 0);
+  EXPECT_EQ(read(1, 4), 0);
+  EXPECT_EQ(read(2, 4), 0);
+  std::array<char, 26> names{};
+  EXPECT_EQ(DeviceGetSupportedProperties(1, names.data(), 26), sim::kBufferTooSmall);
+  unsigned int word = 0;
+  std::vector<unsigned int> words;
+  TesselAsyncCmdGpu(0, 0x10, {1}, &word, &word, words, 0, false);
+  TesselAsyncCmdGpu(0, 0x11, {}, &word, &word, words, 7, false);
+  EXPECT_EQ(words.size(), 2U);
+  EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);
+  GPUManagerStop();
+  const std::string text = contents(file);
+  const std::string arguments = R"("property":"gpu.inventory.serialNumber","mode":0)";
+  for (const std::string& part :
+       {"\"device\":0," + arguments + R"(},"code":13,)",
+        "\"device\":0," + arguments + R"(,"value":"SN0001"},"code":0,)",
+        "\"device\":1," + arguments + R"(,"fault":0,"value":"SN00"},"code":0,)",
+        "\"device\":2," + arguments + R"(,"fault":1,"value":"SN0"},"code":0,)",
+        std::string(R"({"kind":"korswitch"},"code":13,)"),
+        std::string(R"("output":[1,1]},"code":0)"),
+        std::string(R"("call":"GPUManagerInit","code":15})")}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
+  }
+}
+
+TEST_F(Journal, AFileThatCannotBeWrittenRejectsTheProfile) {
   for (const auto& [file, why] :
        {std::pair("/nowhere/journal", "opened: No such file or directory"),
         std::pair("/dev/full", "written: No space left on device")}) {
@@ -102,11 +153,55 @@ TEST_F(Journal, AProfileWithAJournalThatCannotBeWrittenIsRejected) {
     capture();
     EXPECT_EQ(init("\"journal\": \"" + std::string(file) + '"'), sim::kFileRefused);
     const std::string lines = captured();
-    EXPECT_TRUE(lines.ends_with(path("profile.json") + ": /journal: '" + file + "' cannot be " +
-                                why + '\n'))
-        << lines;
+    EXPECT_TRUE(lines.ends_with(refusal(file) + "cannot be " + why + '\n')) << lines;
     EXPECT_EQ(std::ranges::count(lines, '\n'), 1) << lines;
   }
+}
+
+TEST_F(Journal, AFileWithAnotherUseIsRejectedAndStaysAsItIs) {
+  for (const auto& [name, use] :
+       {std::pair("manifest.json", "the manifest"), std::pair("profile.json", "the profile"),
+        std::pair("properties.json", "the properties file")}) {
+    SCOPED_TRACE(name);
+    const std::string message =
+        " is " + std::string(use) + "; the journal needs a file of its own\n";
+    EXPECT_TRUE(refused(path(name)).ends_with(message));
+    EXPECT_TRUE(contents(path(name)).starts_with('{'));
+    EXPECT_EQ(contents(path(name)).find("journal\":1"), std::string::npos);
+    const std::string link = path("link");
+    unlink(link.c_str());
+    ASSERT_EQ(symlink(path(name).c_str(), link.c_str()), 0);
+    EXPECT_TRUE(refused(link).ends_with(message)) << "by whatever name";
+  }
+}
+
+TEST_F(Journal, TwoProcessesDoNotShareAFile) {
+  const std::string file = path("journal");
+  const std::string profile = "\"journal\": \"" + file + '"';
+  int ready[2];
+  int done[2];
+  ASSERT_EQ(pipe(ready) + pipe(done), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(done[1]);
+    char byte = init(profile) == 0 ? 'y' : 'n';
+    if (::write(ready[1], &byte, 1) == 1 && ::read(done[0], &byte, 1) == 0) std::_Exit(0);
+    std::_Exit(1);
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 'y');
+  const std::string before = contents(file);
+  EXPECT_EQ(refused(file), refusal(file) +
+                               "is the journal of another process; each needs a file of "
+                               "its own\n");
+  EXPECT_EQ(contents(file), before);
+  close(done[1]);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  for (const int end : {ready[0], ready[1], done[0]}) close(end);
+  EXPECT_EQ(init(profile), 0) << "it is free again";
 }
 
 TEST_F(Journal, AFileThatFillsUpIsSaidOnceAndChangesNothingElse) {

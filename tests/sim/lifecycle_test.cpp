@@ -131,6 +131,24 @@ TEST_F(LifecycleDeathTest, ACallbackThatNeverReturnsDoesNotKeepTheProcess) {
       testing::ExitedWithCode(10), "^$");
 }
 
+TEST_F(LifecycleDeathTest, NothingCanBeDoneWithABoardThatIsStillInitialised) {
+  EXPECT_EXIT(
+      {
+        std::remove(path("journal").c_str());
+        const std::string profile =
+            write("real.json", "{\"journal\": \"" + path("journal") + R"(", "faults": [
+              {"operation": "init", "delayMs": 3600000, "code": "ioError"}]})");
+        std::thread([&] { GPUManagerInit("", profile.c_str(), ""); }).detach();
+        // By then that thread holds the lock, or waits.
+        while (contents(path("journal")).empty()) std::this_thread::yield();
+        const bool refused = GPUManagerInit("", "", "") == sim::kAlreadyRunning &&
+                             GPUManagerRun(0, 0) == sim::kNotInitialised &&
+                             get(0, kPower) == "rc = 1" && GPUManagerStop() == sim::kNotInitialised;
+        std::_Exit(refused ? 11 : 1);
+      },
+      testing::ExitedWithCode(11), "^$");
+}
+
 TEST_F(LifecycleDeathTest, ACallbackMayEndTheProcess) {
   EXPECT_EXIT(
       {

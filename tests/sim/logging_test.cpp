@@ -1,5 +1,8 @@
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 #include "tests/sim/board_fixture.h"
 #include "tests/support/output_forms.h"
@@ -116,6 +119,91 @@ TEST_F(LoggingDeathTest, TheLibraryTellsWhatItDoes) {
             "[]Dtimeline: set gpu0 gpu.power.consumption\n"
             "[]Wfault rule 0 fired (1): DeviceGetData gpu0 gpu.firmware.writeProtectMode\n"
             "[]Wfault rule 0 fired 1 times in all\n");
+}
+
+TEST_F(LoggingDeathTest, WarningsAndErrorsSurviveTheProcess) {
+  for (const bool toFile : {true, false}) {
+    SCOPED_TRACE(toFile);
+    std::remove(path("log").c_str());
+    EXPECT_EXIT(logged([&] {
+                  GPUSetLogLevel(4);
+                  if (toFile) GPUSetLogger(path("log").c_str());
+                  broken();
+                  start(R"("faults": [{"operation": "get", "code": "ioError"}])");
+                  get(0, kName);
+                  std::raise(SIGKILL);
+                }),
+                testing::KilledBySignal(SIGKILL), "");
+    EXPECT_EQ(
+        lines(toFile ? "log" : "out"),
+        line() + "[]Wfault rule 0 fired (1): DeviceGetData gpu0 gpu.firmware.writeProtectMode\n");
+  }
+}
+
+TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
+  for (const bool hangs : {true, false}) {
+    SCOPED_TRACE(hangs);
+    std::remove(path("log").c_str());
+    const std::string how = hangs ? R"("faults": [{"device": "gpu0", "hang": true}])"
+                                  : R"("latencyMs": {"gpu": 3600000})";
+    const std::string profile =
+        write("real.json", R"({"timeline": [{"atMs": 0, "drop": "gpu1"}], )" + how + "}");
+    EXPECT_EXIT(logged([&] {
+                  GPUSetLogger(path("log").c_str());
+                  GPUSetLogLevel(hangs ? 2 : 4);
+                  GPUManagerInit("", profile.c_str(), "");
+                  GPUManagerRun(0, 0);
+                  logger.output << "tool\n";
+                  std::thread([] { pass(0, kPower); }).detach();
+                  for (int i = 0; i < 6000 && lines("log").empty(); ++i) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                  }
+                  std::raise(SIGKILL);
+                }),
+                testing::KilledBySignal(SIGKILL), "");
+    EXPECT_EQ(lines("log"), hangs ? "tool\n" : "tool\n[]Dtimeline: drop gpu1\n");
+  }
+}
+
+TEST_F(LoggingDeathTest, AFileWithAnotherUseIsNoLog) {
+  EXPECT_EXIT(logged([&] {
+                const std::string journal = path("journal");
+                std::remove(journal.c_str());
+                init("\"journal\": \"" + journal + '"');
+                for (const std::string& file : {journal, path("manifest.json"),
+                                                path("profile.json"), path("properties.json")}) {
+                  const std::string before = contents(file);
+                  if (GPUSetLogger(file.c_str()) != sim::kCannotOpen) std::exit(1);
+                  if (file != journal && contents(file) != before) std::exit(1);
+                }
+              }),
+              testing::ExitedWithCode(0), "");
+  const auto refusal = [](const std::string& name, const std::string& use) {
+    return "[]E" + path(name) + ": is " + use + "; the log needs a file of its own\n";
+  };
+  EXPECT_EQ(lines("err"), refusal("journal", "the journal") +
+                              refusal("manifest.json", "the manifest") +
+                              refusal("profile.json", "the profile") +
+                              refusal("properties.json", "the properties file"));
+}
+
+TEST_F(LoggingDeathTest, TheLogIsNoOtherFile) {
+  std::remove(path("log").c_str());
+  const std::string manifest = write("log", R"({"board": "b", "devices": {}})");
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogger(path("log").c_str());
+                if (GPUManagerInit(manifest.c_str(), "", "") != sim::kFileRefused) std::exit(1);
+                if (init("\"journal\": \"" + path("log") + '"') != sim::kFileRefused) std::exit(1);
+                if (init("\"journal\": \"" + path("out") + '"') != sim::kFileRefused) std::exit(1);
+              }),
+              testing::ExitedWithCode(0), "");
+  const std::string refusal = "[]E" + path("profile.json") + ":1:59: /journal: '";
+  EXPECT_EQ(lines("log"),
+            R"({"board": "b", "devices": {}})"
+            "[]E" +
+                manifest + ": is the log; the manifest needs a file of its own\n" + refusal +
+                path("log") + "' is the log; the journal needs a file of its own\n" + refusal +
+                path("out") + "' is standard output; the journal needs a file of its own\n");
 }
 
 TEST_F(LoggingDeathTest, LevelsFilter) {

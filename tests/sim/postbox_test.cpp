@@ -57,6 +57,17 @@ TEST_F(Postbox, SensorsAreThoseOfTheProperties) {
   EXPECT_EQ(gpu(0, 2, 9).code, sim::kBadRequest);
 }
 
+TEST_F(Postbox, ASensorStaysAtTheLimitsOfItsRegister) {
+  start("", R"({"properties": {"gpu.power.consumption": 4294968,
+    "gpu.thermal.temperature.primaryGPU.extendedPrecision": 8388608,
+    "gpu.thermal.temperature.secondaryGPU.extendedPrecision": -8388609,
+    "gpu.thermal.temperature.sensorMonitorBoard.extendedPrecision": "n/a"}})");
+  EXPECT_EQ(gpu(0, 3).data, 0xffffffffU);
+  EXPECT_EQ(gpu(0, 2, 0).data, 0x7fffffffU);
+  EXPECT_EQ(gpu(0, 2, 1).data, 0x80000000U);
+  EXPECT_EQ(gpu(0, 2, 2).code, sim::kNotSupported) << "a text is no temperature";
+}
+
 TEST_F(Postbox, PadsKeepWhatIsWritten) {
   start();
   EXPECT_EQ(gpu(1, 5, 7, 0, 0x01020304, 0xdeadbeef).code, 0);

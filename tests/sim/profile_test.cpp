@@ -8,8 +8,8 @@
 namespace sim {
 namespace {
 
-Profile read(const std::string& text) {
-  const Document manifest = parseJson(kBuiltinManifest, "m");
+Profile read(const std::string& text, std::string_view manifestText = kBuiltinManifest) {
+  const Document manifest = parseJson(manifestText, "m");
   const Document builtin = parseJson(kBuiltinProperties, "b");
   const Topology board = readTopology(manifest);
   const PropertyDb properties = readProperties(builtin, builtin, manifest, board);
@@ -17,9 +17,10 @@ Profile read(const std::string& text) {
   return readProfile(document, board, properties);
 }
 
-std::string profileRejection(const std::string& text) {
+std::string profileRejection(const std::string& text,
+                             std::string_view manifest = kBuiltinManifest) {
   try {
-    read(text);
+    read(text, manifest);
   } catch (const FileError& error) {
     return error.what();
   }
@@ -30,8 +31,8 @@ std::string faultRejection(const std::string& rule) {
   return profileRejection("{\"faults\": [{" + rule + "}]}");
 }
 
-std::string eventRejection(const std::string& event) {
-  return profileRejection("{\"timeline\": [{" + event + "}]}");
+std::string eventRejection(const std::string& event, std::string_view manifest = kBuiltinManifest) {
+  return profileRejection("{\"timeline\": [{" + event + "}]}", manifest);
 }
 
 TEST(Profile, AnEmptyOneIsAReadyBoardWithoutFaults) {
@@ -99,6 +100,13 @@ TEST(Profile, FaultsThatMeanNothingAreRejected) {
             "f:1:22: /faults/0/text: only operation 'get' returns a text");
   EXPECT_EQ(faultRejection(R"("operation": "init", "hang": true)"),
             "f:1:13: /faults/0: 'init' involves no device: it can only fail or be delayed");
+  for (const char* effect : {R"("dropMs": 0)", R"("storm": 1)"}) {
+    EXPECT_EQ(faultRejection(R"("operation": "snapshot", )" + std::string(effect)),
+              "f:1:13: /faults/0: 'snapshot' involves no device: nothing can drop or send a storm");
+    EXPECT_EQ(faultRejection(R"("operation": "list", )" + std::string(effect)),
+              "f:1:13: /faults/0: 'list' involves no device: nothing can drop or send a storm");
+  }
+  EXPECT_EQ(faultRejection(R"("operation": "list", "device": "*", "hang": true)"), "accepted");
 }
 
 TEST(Profile, EventsThatMeanNothingAreRejected) {
@@ -116,11 +124,43 @@ TEST(Profile, EventsThatMeanNothingAreRejected) {
             "f:1:49: /timeline/0/device: 'gpu.power.consumption' is a property of gpu");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "value": "x", "device": "gpu0", )" + set),
             "f:1:36: /timeline/0/value: expected a number, found a string");
+  const std::string mode = R"("set": "gpu.clock.getSpeedLocked", "device": "gpu0")";
+  EXPECT_EQ(eventRejection(R"("atMs": 1, "value": 1, )" + mode), "accepted");
+  EXPECT_EQ(eventRejection(R"("atMs": 1, "value": 2, )" + mode),
+            "f:1:36: /timeline/0/value: 2 is not in 0..1, the places in 'names'");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "drop": "gpu0", "count": 2)"),
             "f:1:52: /timeline/0/count: the key has no meaning for this event");
   EXPECT_EQ(eventRejection(R"("atMs": 1, "clear": "gpu.power.consumtion", "device": "gpu0")"),
             "f:1:36: /timeline/0/clear: no property is named 'gpu.power.consumtion'; did you mean "
             "'gpu.power.consumption'?");
+}
+
+TEST(Profile, AnEventSuitsEachDeviceThatItSets) {
+  const std::string_view manifest = R"({"board": "b", "devices": {"gpu": 3}, "overrides": {
+    "gpu1": {"properties": {"gpu.clock.getSpeedLocked": "n/a"}},
+    "gpu2": {"properties": {"gpu.pcie.maxWidth": {"value": 0, "names": ["off", "on"]}}}}})";
+  const auto rejection = [&](const std::string& property, const std::string& device,
+                             const std::string& value) {
+    return eventRejection(R"("atMs": 1, "set": ")" + property + R"(", "device": ")" + device +
+                              R"(", "value": )" + value,
+                          manifest);
+  };
+  const std::string locked = "gpu.clock.getSpeedLocked";
+  EXPECT_EQ(rejection(locked, "gpu0", "1"), "accepted");
+  EXPECT_EQ(rejection(locked, "gpu1", R"("off")"), "accepted");
+  EXPECT_EQ(rejection(locked, "gpu1", "1"),
+            "f:1:89: /timeline/0/value: expected a string, found a number");
+  for (const char* value : {"1", R"("off")"}) {
+    EXPECT_EQ(rejection(locked, "gpu*", value),
+              "f:1:72: /timeline/0/device: 'gpu.clock.getSpeedLocked' is a text on some devices "
+              "and a number on others; expected one device");
+  }
+  EXPECT_EQ(rejection("gpu.pcie.maxWidth", "gpu0", "2"), "accepted");
+  EXPECT_EQ(rejection("gpu.pcie.maxWidth", "gpu*", "1"), "accepted");
+  for (const char* device : {"gpu2", "gpu*"}) {
+    EXPECT_EQ(rejection("gpu.pcie.maxWidth", device, "2"),
+              "f:1:82: /timeline/0/value: 2 is not in 0..1, the places in 'names'");
+  }
 }
 
 }  // namespace

@@ -36,6 +36,28 @@ TEST(Values, ConstantsPrintAsTheyAreWritten) {
   EXPECT_EQ(read(state, "gpu.serial", 2, 0), "SN-0101-A");
 }
 
+TEST(Values, HexadecimalDigitsAreAsManyAsTheNumberNeeds) {
+  BoardState state = makeState(R"({"properties": {"gpu.hex": {"counter": 0, "hex": 4}}})");
+  const PropertyIndex hex = *state.properties().find("gpu.hex");
+  const std::vector<std::pair<std::int64_t, const char*>> cases{
+      {4'294'967'295, "0xffffffff"},        {4'294'967'296, "0x100000000"},
+      {9'000'000'000'000, "0x82f79cd9000"}, {-1, "0xffffffff"},
+      {-2'147'483'648, "0x80000000"},       {-2'147'483'649, "0xffffffff7fffffff"}};
+  for (const auto& [number, text] : cases) {
+    state.set(hex, 0, 0, number * kOne);
+    EXPECT_EQ(read(state, "gpu.hex", 0, 0), text) << number;
+  }
+}
+
+TEST(Values, AnEnumerationWithoutAWordPrintsTheNumber) {
+  const BoardState state = makeState(R"({"properties": {
+    "gpu.one": 1, "gpu.names": {"counter": 0, "perSecond": 1, "names": ["off", "on"]},
+    "gpu.sum": {"sum": ["gpu.one", "gpu.one"], "names": ["off", "on"]}}})");
+  EXPECT_EQ(read(state, "gpu.names", 0, kSecond), "on");
+  EXPECT_EQ(read(state, "gpu.names", 0, 2 * kSecond), "2");
+  EXPECT_EQ(read(state, "gpu.sum", 0, 0), "2");
+}
+
 TEST(Values, CountersFollowTheClockAndSurviveAWrite) {
   BoardState state = makeState(R"({"properties": {"gpu.c": {"counter": 10, "perSecond": 2.5}}})");
   const PropertyIndex c = *state.properties().find("gpu.c");

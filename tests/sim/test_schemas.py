@@ -142,7 +142,7 @@ EVENTS = {
     "lose": "gpu.a", "device": "gpu1", "value": 1, "count": 2,
 }  # fmt: skip
 VALUES = {
-    "value": 1, "serial": "S#", "counter": 1, "walk": [1, 2], "sum": "gpu.a",
+    "value": 1, "serial": "S#", "counter": 1, "walk": [0, 1], "sum": "gpu.a",
     "average": ["gpu.a"], "highest": "gpu.a", "integral": "gpu.a", "page": 0, "of": "r",
     "first": 1, "perSecond": 1, "periodMs": 1, "scale": 1, "offset": 1, "precision": 1, "hex": 1,
     "names": ["off", "on"], "access": "rw", "range": [0, 1], "unit": "W", "device": "gpu",

@@ -1,0 +1,87 @@
+#include <unistd.h>
+
+#include <utility>
+
+#include "sim/base/log.h"
+#include "sim/config/fields.h"
+#include "sim/config/readers.h"
+#include "sim/library/builtin.h"
+#include "sim/library/manager.h"
+
+// The files that the manager opens, each of which may have one use only.
+
+namespace sim {
+namespace {
+
+Document readOr(const std::string& file, std::string_view builtin, const std::string& name) {
+  return file.empty() ? parseJson(builtin, name) : readJsonFile(file);
+}
+
+}  // namespace
+
+void Manager::load(const std::string& manifest, const std::string& profile,
+                   const std::string& properties) {
+  const std::pair<const std::string&, std::string_view> inputs[] = {
+      {manifest, "the manifest"}, {profile, "the profile"}, {properties, "the properties file"}};
+  for (const auto& [name, use] : inputs) {
+    const std::optional<FileId> file = fileNamed(name.c_str());
+    if (file && file == logFile()) {
+      throw FileError(name + ": is the log; " + std::string(use) + " needs a file of its own");
+    }
+    files_.add(use, file);
+  }
+  const Document devices = readOr(manifest, kBuiltinManifest, "(built-in manifest)");
+  Topology topology = readTopology(devices);
+  const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
+  Document builtin;
+  if (document.find("extends") != nullptr) {
+    builtin = parseJson(kBuiltinProperties, "(built-in properties)");
+  }
+  PropertyDb db = readProperties(document, builtin, devices, topology);
+  const Document behaviour = readOr(profile, "{}", "");
+  Profile settings = readProfile(behaviour, topology, db);
+  if (!settings.journal.empty()) openJournal(behaviour, settings);
+  journal_.dropBuffered();
+  clock_.emplace(settings.clock);
+  board_.emplace(std::move(topology), std::move(db), std::move(settings));
+}
+
+void Manager::openJournal(const Document& profile, const Profile& settings) {
+  UsedFiles others = files_;
+  others.add("the log", logFile());
+  others.add("standard output", fileBehind(STDOUT_FILENO));
+  others.add("standard error", fileBehind(STDERR_FILENO));
+  const auto mode = kClockWords[static_cast<std::size_t>(settings.clock.mode)];
+  const std::string error = journal_.open(settings.journal, others, settings.seed, mode);
+  if (!error.empty()) {
+    requireMember(profile, "journal").reject("'" + settings.journal + "' " + error);
+  }
+  files_.add("the journal", journal_.file());
+}
+
+int Manager::openLog(const char* fileName) {
+  const Lock lock(mutex_);
+  const int code = openLogFile(fileName, files_);
+  noteLog("GPUSetLogger", fileName == nullptr ? "" : fileName, code);
+  return code;
+}
+
+int Manager::setLogLevel(int level) {
+  const Lock lock(mutex_);
+  const int code = sim::setLogLevel(level);
+  noteLog("GPUSetLogLevel", std::to_string(level), code);
+  return code;
+}
+
+void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
+  JsonLine line;
+  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
+  line.add("code", code);
+  if (journal_.isOpen()) {
+    journal_.write(line);
+  } else {
+    journal_.buffer(line);
+  }
+}
+
+}  // namespace sim
