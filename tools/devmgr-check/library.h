@@ -2,41 +2,34 @@
 
 #include <link.h>
 
-#include <cstddef>
-#include <optional>
 #include <string>
 
-/// A device library that was loaded to be looked at. It stays loaded until the process ends: it may
-/// have threads. Main thread only.
+#include "tools/devmgr-check/elf_file.h"
+
+/// The library, loaded into this process. It stays loaded until the process ends: it may have
+/// threads. Main thread only.
 class Library {
  public:
-  /// Loads the file with all its symbols bound. Raises `std::runtime_error` with the loader's
-  /// reason when that fails.
-  explicit Library(const std::string& file);
+  /// Loads the file with all its symbols bound. `file`: the name of the file that `contents` was
+  /// read from, with a slash in it. Raises `std::runtime_error` with the reason when that fails.
+  Library(const std::string& file, const ElfFile& contents);
 
-  /// The address of an exported symbol, null when there is none.
+  /// The address of an exported symbol, of this library or of one that it needs; null for none.
   [[nodiscard]] void* find(const std::string& symbol) const;
+
+  /// The symbol that `find` finds; null when there is none, or when it is another library's and
+  /// nothing but its address is known.
+  [[nodiscard]] const ElfW(Sym) * symbol(const std::string& name) const;
 
   /// The entry point of that name, with the type of its declaration; null when there is none.
   template <typename Function>
-  [[nodiscard]] Function* entryPoint(const std::string& symbol) const {
-    return reinterpret_cast<Function*>(find(symbol));
+  [[nodiscard]] Function* entryPoint(const std::string& name) const {
+    return isData(name) ? nullptr : reinterpret_cast<Function*>(find(name));
   }
 
-  /// The size of an exported object as its symbol gives it; nothing when there is no such symbol.
-  [[nodiscard]] std::optional<std::size_t> sizeOf(const std::string& symbol) const;
-
-  /// The name under which programs that were linked with the library ask for it; empty for none.
-  [[nodiscard]] std::string soname() const;
-
-  /// The first exported symbol that is the C++ name of a function called `name`; empty for none.
-  [[nodiscard]] std::string cxxNameOf(const std::string& name) const;
-
  private:
+  [[nodiscard]] bool isData(const std::string& name) const;
+
+  const ElfFile& contents_;
   void* handle_;
-  const link_map* map_ = nullptr;
-  const ElfW(Sym) * symbols_ = nullptr;
-  const char* strings_ = nullptr;
-  std::size_t symbolCount_ = 0;
-  std::size_t sonameOffset_ = 0;
 };

@@ -1,6 +1,4 @@
-#include <signal.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,36 +15,10 @@
 
 namespace {
 
-constexpr unsigned kSecondsToAnswer = 60;
 constexpr time_t kStartupSeconds = 6;
 
 using VectorForm = int(int, std::vector<std::string>&, std::vector<std::string>&);
 using TextForm = int(int, char*, int);
-
-/// The call that is under way, for the signal handler.
-const char* volatile currentCall = "";
-
-/// A library that crashes does not fit; whether one that gives no answer does, nobody can tell.
-void onSignal(int number) {
-  const bool silent = number == SIGALRM;
-  const char* const verdict = silent ? "?     no answer from " : "FAIL  crashed in ";
-  const char* const call = currentCall;
-  if (write(STDOUT_FILENO, verdict, std::strlen(verdict)) < 0 ||
-      write(STDOUT_FILENO, call, std::strlen(call)) < 0 || write(STDOUT_FILENO, "\n", 1) < 0) {
-    _exit(2);
-  }
-  _exit(silent ? 2 : 1);
-}
-
-/// Makes a call under a time limit.
-template <typename Call>
-int bounded(const char* name, Call call) {
-  currentCall = name;
-  alarm(kSecondsToAnswer);
-  const int result = call();
-  alarm(0);
-  return result;
-}
 
 /// A buffer for the library with a margin behind it that must stay untouched.
 class GuardedBuffer {
@@ -69,7 +41,7 @@ class GuardedBuffer {
   /// What is wrong with the text that was written; empty for nothing.
   [[nodiscard]] std::string fault() const {
     if (overrun()) return "writes past the end of its buffer";
-    if (!terminated()) return "writes a text without a NUL";
+    if (!terminated()) return "writes a string without a NUL at its end";
     return {};
   }
 
@@ -100,49 +72,56 @@ class Live {
 
   void check(const std::string& manifest, const std::string& profile,
              const std::string& properties) {
-    const int result = bounded("GPUManagerInit", [&] {
+    const int result = calling("GPUManagerInit", [&] {
       return init_(manifest.c_str(), profile.c_str(), properties.c_str());
     });
     if (result != 0) {
-      report_.unknown("GPUManagerInit", "code " + std::to_string(result));
+      report_.unknown("GPUManagerInit", "returned " + std::to_string(result));
       return;
     }
     report_.good("GPUManagerInit");
-    bounded("GPUManagerRun", [&] { return run_(0, 0); });
+    calling("GPUManagerRun", [&] { return run_(0, 0); });
+    report_.enter("the wait after GPUManagerRun");
     timespec left = {kStartupSeconds, 0};
     while (nanosleep(&left, &left) == -1 && errno == EINTR) {
     }
     checkStatus();
     checkListings();
-    bounded("GPUManagerStop", [&] { return stop_(); });
+    calling("GPUManagerStop", [&] { return stop_(); });
     report_.good("GPUManagerStop");
   }
 
  private:
+  template <typename Call>
+  int calling(const char* name, Call call) {
+    report_.enter(name);
+    return call();
+  }
+
   void checkStatus() {
     bool stored = true;
     for (const unsigned char before : std::initializer_list<unsigned char>{0x5A, 0xA5}) {
       unsigned char cell = before;
-      bounded("SnapShotRefreshStatus", [&] { return status_(reinterpret_cast<bool*>(&cell)); });
+      calling("SnapShotRefreshStatus", [&] { return status_(reinterpret_cast<bool*>(&cell)); });
       stored = stored && cell <= 1;
     }
-    report_.check(stored, "SnapShotRefreshStatus", "stores no truth value");
+    report_.check(stored, "SnapShotRefreshStatus", "stores neither true nor false");
   }
 
   void checkListings() {
     GuardedBuffer all(kPropertyListSize);
-    const int result = bounded("DeviceGetAllSupportedProperties",
+    const int result = calling("DeviceGetAllSupportedProperties",
                                [&] { return listAll_(all.data(), kPropertyListSize); });
     const std::string fault = result == 0     ? all.fault()
                               : all.overrun() ? all.fault()
-                                              : "code " + std::to_string(result);
+                                              : "returned " + std::to_string(result);
     report_.check(fault.empty(), "DeviceGetAllSupportedProperties", fault);
     // Codes that no kind has are asked as well: both forms then have to give the same answer.
     const int last = static_cast<int>(kDeviceKinds.back().type);
     for (int type = 0; type <= last; ++type) checkKind(type);
     report_.good("listings", std::to_string(names_) + " names, both forms compared");
     report_.good("reads", std::to_string(values_) + " values, " + std::to_string(codes_) +
-                              " codes, device 0 of each kind");
+                              " result codes, device 0 of each type");
   }
 
   void checkKind(int type) {
@@ -150,13 +129,13 @@ class Live {
     GuardedBuffer listing(kPropertyListSize);
     std::vector<std::string> names;
     std::vector<std::string> details;
-    const int textResult = bounded("DeviceGetSupportedProperties", [&] {
+    const int textResult = calling("DeviceGetSupportedProperties", [&] {
       return listText_(type, listing.data(), kPropertyListSize);
     });
-    const int namesResult = bounded("DeviceGetSupportedProperties (vectors)",
+    const int namesResult = calling("DeviceGetSupportedProperties (vectors)",
                                     [&] { return listNames_(type, names, details); });
     if (textResult != namesResult) {
-      report_.bad(kind, "the text form gives code " + std::to_string(textResult) +
+      report_.bad(kind, "the text form returns " + std::to_string(textResult) +
                             ", the vector form " + std::to_string(namesResult));
     }
     if (const std::string fault = listing.fault(); !fault.empty()) {
@@ -192,7 +171,7 @@ class Live {
 
   void read(const std::string& name) {
     GuardedBuffer value(kPropertyValueSize);
-    const int result = bounded("DeviceGetData", [&] {
+    const int result = calling("DeviceGetData", [&] {
       return get_(0, name.c_str(), 0, 0, value.data(), kPropertyValueSize, 0, 0);
     });
     ++(result == 0 ? values_ : codes_);
@@ -218,12 +197,9 @@ class Live {
 
 void checkLive(const Library& library, const std::string& manifest, const std::string& profile,
                const std::string& properties, Report& report) {
-  for (const int number : {SIGALRM, SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL}) {
-    signal(number, onSignal);
-  }
   Live live(library, report);
   if (!live.complete()) {
-    report.unknown("live checks", "not made: an entry point is missing");
+    report.unknown("live checks", "skipped: an entry point is missing");
     return;
   }
   live.check(manifest, profile, properties);
