@@ -102,7 +102,7 @@ void Board::applyTo(const Event& event, Device device, Time time) {
       break;
     case EventKind::burst:
       if (time >= snapshot_.firstComplete()) {
-        subscriptions_.burst(state_, time, device, name, event.count);
+        subscriptions_.burst(state_, time, device, event.property, event.count);
       }
       break;
     case EventKind::lose:

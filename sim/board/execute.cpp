@@ -134,8 +134,7 @@ void Board::applyDeviceFault(const FaultEffect& effect, const Call& call, Time n
     }
   }
   if (effect.storm > 0 && now >= snapshot_.firstComplete()) {
-    subscriptions_.burst(state_, now, *call.device, call.property ? call.propertyName : "*",
-                         effect.storm);
+    subscriptions_.burst(state_, now, *call.device, call.property, effect.storm);
   }
 }
 

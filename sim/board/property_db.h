@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -76,6 +77,13 @@ struct Record {
   std::string name;
   std::size_t entriesPerPage = 0;
   std::vector<Definition> entries;
+
+  /// The entries of one page, the last of which may have fewer.
+  [[nodiscard]] std::span<const Definition> onPage(int page) const {
+    const std::size_t begin =
+        std::min(static_cast<std::size_t>(page) * entriesPerPage, entries.size());
+    return std::span(entries).subspan(begin, std::min(entriesPerPage, entries.size() - begin));
+  }
 };
 
 struct Property {

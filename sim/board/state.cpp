@@ -244,12 +244,8 @@ std::string BoardState::print(const Definition& definition, PropertyKey key, Tim
 }
 
 std::string BoardState::printPage(const Page& page, PropertyKey key, Time time) const {
-  const Record& record = properties_.record(page.record);
-  const std::size_t begin = static_cast<std::size_t>(page.page) * record.entriesPerPage;
-  const std::size_t end = std::min(begin + record.entriesPerPage, record.entries.size());
   std::string text;
-  for (std::size_t i = begin; i < end; ++i) {
-    const Definition& entry = record.entries[i];
+  for (const Definition& entry : properties_.record(page.record).onPage(page.page)) {
     if (!text.empty()) text += ' ';
     text += entry.format.kind == Format::Kind::text
                 ? print(entry, key, time)

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <string>
+#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -86,17 +88,28 @@ class Evaluation {
       if (all.integral) node.reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
-      for (const Definition& entry : properties_.record(page->record).entries) {
-        all.add(visitDefinition(entry, own, node), 1);
-      }
+      all = visitPage(*page, own, node);
     }
     return all;
+  }
+
+  /// A page is visited once for each kind, however many properties and devices print it.
+  const Needs& visitPage(const Page& page, KindIndex own, const Node& node) {
+    const std::tuple key(page.record, page.page, own);
+    const auto known = pages_.find(key);
+    if (known != pages_.end()) return known->second;
+    Needs all;
+    for (const Definition& entry : properties_.record(page.record).onPage(page.page)) {
+      all.add(visitDefinition(entry, own, node), 1);
+    }
+    return pages_.insert_or_assign(key, all).first->second;
   }
 
   const PropertyDb& properties_;
   const Topology& topology_;
   const DefinedNames& names_;
   std::vector<Needs> needs_;
+  std::map<std::tuple<std::size_t, int, KindIndex>, Needs> pages_;
   int running_ = 0;
 };
 
