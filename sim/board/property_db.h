@@ -34,9 +34,9 @@ struct Constant {
   std::string text;  ///< Instead of the number when the format is `text`.
 };
 struct Serial {
-  std::string before;
-  std::size_t width = 0;  ///< Of the number, zero-padded.
-  std::string after;
+  std::string pattern;     ///< With a run of '#' in the place of the number.
+  std::size_t begin = 0;   ///< Of the run.
+  std::size_t width = 0;   ///< Of the run; a shorter number is padded with zeros.
   std::int64_t first = 0;  ///< The number of device 0; the others count on.
 };
 struct Counter {

@@ -233,9 +233,10 @@ std::string BoardState::print(const Definition& definition, PropertyKey key, Tim
   return std::visit(Overloaded{
                         [](const Constant& model) { return model.text; },
                         [&](const Serial& model) {
-                          return model.before +
-                                 padded(std::to_string(model.first + key.deviceId), model.width) +
-                                 model.after;
+                          std::string number = std::to_string(model.first + key.deviceId);
+                          return std::string(model.pattern)
+                              .replace(model.begin, model.width,
+                                       padded(std::move(number), model.width));
                         },
                         [&](const Page& model) { return printPage(model, key, time); },
                         [](const auto& /*number*/) { return std::string(); },
