@@ -11,7 +11,6 @@ namespace sim {
 namespace {
 
 constexpr Time kMaxCatchUpPolls = 1000;
-constexpr Time kCompactionPeriod = 60 * kSecond;
 
 }  // namespace
 
@@ -48,11 +47,8 @@ void Board::advance(Time now) {
       break;
     }
   }
-  if (now - compacted_ >= kCompactionPeriod) {
-    compacted_ = now;
-    // Nobody asks for a moment before the one that the snapshot holds.
-    if (const auto taken = snapshot_.takenAt(now)) state_.compactHistory(*taken);
-  }
+  // Nobody asks for a moment before the one that the snapshot holds.
+  if (const auto taken = snapshot_.takenAt(now)) state_.compactHistory(*taken);
   if (const std::int64_t lost = subscriptions_.takeOverflow(); lost > 0) {
     logLine(Level::warning, std::to_string(lost) + " updates dropped: the callbacks are too slow");
   }

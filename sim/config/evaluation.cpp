@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::int64_t kMaxSteps = 100'000;
 constexpr int kMaxDepth = 100;
+/// What an integral computes again and again: one sample for each second of a minute, after which
+/// the sum is carried on.
+constexpr std::int64_t kSamples = 60;
 
 /// What a value needs, known once everything that it is computed from has been visited.
 struct Needs {
@@ -84,7 +87,7 @@ class Evaluation {
       if (properties_.at(integral->source).kind != own) {
         node.reject("an integral needs a property of the same device");
       }
-      all.add(visit(integral->source), 1);
+      all.add(visit(integral->source), kSamples);
       if (all.integral) node.reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
