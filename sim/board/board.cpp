@@ -39,8 +39,8 @@ void Board::advance(Time now) {
     if (event && *event <= now && *event <= nextPoll_) {
       apply(timeline_.take(), *event);
     } else if (nextPoll_ <= now) {
-      pollChanges(nextPoll_);
-      nextPoll_ += callbackPeriod_;
+      // Not to be tried again when there is no memory for it: the next one sees the same changes.
+      pollChanges(std::exchange(nextPoll_, nextPoll_ + callbackPeriod_));
       const Time due = (now - nextPoll_) / callbackPeriod_;
       if (due > kMaxCatchUpPolls) nextPoll_ += (due - kMaxCatchUpPolls) * callbackPeriod_;
     } else {

@@ -6,8 +6,9 @@
 namespace sim {
 namespace {
 
-/// Beyond so many waiting calls, further ones are dropped.
+/// Beyond so many waiting calls, or such texts, further ones are dropped.
 constexpr std::size_t kMaxPending = 100'000;
+constexpr std::size_t kMaxPendingBytes = 64U << 20U;
 
 }  // namespace
 
@@ -79,18 +80,20 @@ void Subscriptions::call(Subscription& subscription, const std::string& text, Ti
     --subscription.losing;
     return;
   }
-  if (queue_.size() == kMaxPending) {
+  if (queue_.size() == kMaxPending || queuedBytes_ + text.size() > kMaxPendingBytes) {
     ++overflow_;
     return;
   }
   queue_.push_back({subscription.callback, subscription.device, subscription.apiName,
                     subscription.property, text, sequence, time});
+  queuedBytes_ += text.size();
 }
 
 std::optional<Update> Subscriptions::take() {
   if (queue_.empty()) return {};
   Update update = std::move(queue_.front());
   queue_.pop_front();
+  queuedBytes_ -= update.text.size();
   return update;
 }
 

@@ -85,6 +85,7 @@ class Subscriptions {
   std::vector<Subscription> subscriptions_;
   std::map<std::pair<PropertyIndex, int>, std::vector<std::size_t>> places_;
   std::deque<Update> queue_;
+  std::size_t queuedBytes_ = 0;  ///< Of their texts.
   std::int64_t overflow_ = 0;
 };
 

@@ -46,6 +46,19 @@ TEST(Queue, HoldsManyUpdatesAndNoMore) {
   EXPECT_EQ(taken(subscriptions), (std::pair<std::size_t, std::size_t>(100'000, 100'000)));
 }
 
+TEST(Queue, HoldsSixtyFourMebibytesOfTextsAtMost) {
+  constexpr std::size_t kText = 10'000;
+  constexpr std::size_t kFitting = (64U << 20U) / kText;
+  const BoardState state = boardOf(kText);
+  Subscriptions subscriptions;
+  add(subscriptions, 0);
+  for (int round = 0; round < 2; ++round) {
+    subscriptions.burst(state, 0, {kGpu, 0}, 0, kFitting + 3);
+    EXPECT_EQ(subscriptions.takeOverflow(), 3);
+    EXPECT_EQ(taken(subscriptions), std::pair(kFitting, kFitting * kText)) << "in round " << round;
+  }
+}
+
 TEST(Queue, ManyRegistrationsTakeNoLongerEach) {
   EXPECT_LT(costs::growth(
                 [](int n) {
