@@ -11,7 +11,6 @@ namespace sim {
 namespace {
 
 constexpr Time kMaxCatchUpPolls = 1000;
-constexpr Time kCompactionPeriod = 60 * kSecond;
 
 }  // namespace
 
@@ -40,19 +39,16 @@ void Board::advance(Time now) {
     if (event && *event <= now && *event <= nextPoll_) {
       apply(timeline_.take(), *event);
     } else if (nextPoll_ <= now) {
-      pollChanges(nextPoll_);
-      nextPoll_ += callbackPeriod_;
+      // Not to be tried again when there is no memory for it: the next one sees the same changes.
+      pollChanges(std::exchange(nextPoll_, nextPoll_ + callbackPeriod_));
       const Time due = (now - nextPoll_) / callbackPeriod_;
       if (due > kMaxCatchUpPolls) nextPoll_ += (due - kMaxCatchUpPolls) * callbackPeriod_;
     } else {
       break;
     }
   }
-  if (now - compacted_ >= kCompactionPeriod) {
-    compacted_ = now;
-    // Nobody asks for a moment before the one that the snapshot holds.
-    if (const auto taken = snapshot_.takenAt(now)) state_.compactHistory(*taken);
-  }
+  // Nobody asks for a moment before the one that the snapshot holds.
+  if (const auto taken = snapshot_.takenAt(now)) state_.compactHistory(*taken);
   if (const std::int64_t lost = subscriptions_.takeOverflow(); lost > 0) {
     logLine(Level::warning, std::to_string(lost) + " updates dropped: the callbacks are too slow");
   }
@@ -105,7 +101,7 @@ void Board::applyTo(const Event& event, Device device, Time time) {
       break;
     case EventKind::burst:
       if (time >= snapshot_.firstComplete()) {
-        subscriptions_.burst(state_, time, device, name, event.count);
+        subscriptions_.burst(state_, time, device, event.property, event.count);
       }
       break;
     case EventKind::lose:

@@ -87,7 +87,6 @@ class Board {
   Postbox postbox_;
   Time callbackPeriod_;
   Time nextPoll_;
-  Time compacted_ = 0;
 };
 
 }  // namespace sim

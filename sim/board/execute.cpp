@@ -139,8 +139,7 @@ int Board::resolveReadTime(const Call& call, Time now, Time& when) const {
 void Board::applyDeviceFault(const FaultEffect& effect, const Call& call, Time now) {
   if (!call.device) return;
   if (effect.storm > 0 && now >= snapshot_.firstComplete()) {
-    subscriptions_.burst(state_, now, *call.device, call.property ? call.propertyName : "*",
-                         effect.storm);
+    subscriptions_.burst(state_, now, *call.device, call.property, effect.storm);
   }
   if (effect.drop) {
     drop(*call.device, now, *effect.drop > 0 ? std::optional(now + *effect.drop) : std::nullopt);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <iterator>
@@ -41,9 +42,9 @@ struct Constant {
   std::string text;  ///< Instead of the number when the format is `text`.
 };
 struct Serial {
-  std::string before;
-  std::size_t width = 0;  ///< Of the number, zero-padded.
-  std::string after;
+  std::string pattern;     ///< With a run of '#' in the place of the number.
+  std::size_t begin = 0;   ///< Of the run.
+  std::size_t width = 0;   ///< Of the run; a shorter number is padded with zeros.
   std::int64_t first = 0;  ///< The number of device 0; the others count on.
 };
 struct Counter {
@@ -84,6 +85,13 @@ struct Record {
   std::string name;
   std::size_t entriesPerPage = 0;
   std::vector<Definition> entries;
+
+  /// The entries of one page, the last of which may have fewer.
+  [[nodiscard]] std::span<const Definition> onPage(int page) const {
+    const std::size_t begin =
+        std::min(static_cast<std::size_t>(page) * entriesPerPage, entries.size());
+    return std::span(entries).subspan(begin, std::min(entriesPerPage, entries.size() - begin));
+  }
 };
 
 struct Property {

@@ -57,12 +57,30 @@ Fixed accumulate(Fixed rate, Time span) {
                     multiplyClamped(rate, span % kSecond * (kOne / kSecond)));
 }
 
+constexpr Time kCompactionPeriod = 60 * kSecond;
+/// How many values one call may compute beside those that it is asked for.
+constexpr std::uint64_t kShare = 100'000;
+/// More than a kind has devices.
+constexpr std::size_t kPlaces = 256;
+
+bool isIntegral(const Definition& definition) {
+  return std::holds_alternative<Integral>(definition.model);
+}
+
 }  // namespace
 
 BoardState::BoardState(PropertyDb properties, Topology topology, std::uint64_t seed)
     : properties_(std::move(properties)), topology_(std::move(topology)), seed_(seed) {
   for (const Device device : topology_.absent) {
     setPresent(device, std::numeric_limits<Time>::min(), false);
+  }
+  for (std::size_t i = 0; i < properties_.all().size(); ++i) {
+    const Property& property = properties_.all()[i];
+    const bool overridden = std::ranges::any_of(
+        property.overrides, [](const auto& entry) { return isIntegral(entry.second); });
+    if (overridden || isIntegral(property.definition)) {
+      integrals_.push_back(static_cast<PropertyIndex>(i));
+    }
   }
 }
 
@@ -112,6 +130,7 @@ std::string BoardState::textAt(PropertyIndex property, int deviceId, Time time) 
 }
 
 Fixed BoardState::numberAt(PropertyIndex property, int deviceId, Time time) const {
+  ++evaluations_;
   const Definition& definition = properties_.at(property).definitionFor(deviceId);
   const PropertyKey key{property, deviceId};
   const Change* change = lastChange(key, time);
@@ -132,11 +151,7 @@ Fixed BoardState::evaluate(const Definition& definition, PropertyKey key, Time t
                           return randomWalk(model, definition, key.deviceId, time);
                         },
                         [&](const Aggregate& model) { return aggregate(model, key, time); },
-                        [&](const Integral& model) {
-                          const auto known = sums_.find(key);
-                          return integrate(model, key, known == sums_.end() ? Sum{} : known->second,
-                                           time);
-                        },
+                        [&](const Integral& model) { return integrate(model, key, time); },
                         [](const Serial& /*text*/) { return Fixed{0}; },
                         [](const Page& /*text*/) { return Fixed{0}; },
                     },
@@ -190,41 +205,62 @@ Fixed BoardState::aggregate(const Aggregate& model, PropertyKey key, Time time) 
 }
 
 // One sample for each whole second, taken at its beginning; the running second counts in part. The
-// samples lie at fixed moments, so the sum does not depend on when and how often it is read.
-BoardState::Sum BoardState::sumUpTo(const Integral& model, PropertyKey key, Sum from,
-                                    Time time) const {
-  const std::int64_t seconds = time / kSecond;
-  for (; from.seconds < seconds; ++from.seconds) {
-    const Fixed sample = numberAt(model.source, key.deviceId, from.seconds * kSecond);
-    from.total = addClamped(from.total, multiplyClamped(sample, model.scale));
-  }
-  return from;
-}
-
-Fixed BoardState::integrate(const Integral& model, PropertyKey key, Sum from, Time time) const {
-  const Sum whole = sumUpTo(model, key, from, time);
+// samples lie at fixed moments, so the sum does not depend on when and how often it is read. Up to
+// a moment before which nobody will ask, the sum is kept.
+Fixed BoardState::integrate(const Integral& model, PropertyKey key, Time time) const {
+  const auto sumUpTo = [&](Sum& sum, Time end) {
+    while (sum.seconds < end / kSecond) addSample(model, key, sum);
+  };
+  Sum& kept = sums_[key];
+  sumUpTo(kept, std::min(time, settled_));
+  Sum sum = kept;
+  sumUpTo(sum, time);
   const Fixed rate =
       multiplyClamped(numberAt(model.source, key.deviceId, time / kSecond * kSecond), model.scale);
-  return addClamped(whole.total, accumulate(rate, time % kSecond));
+  return addClamped(sum.total, accumulate(rate, time % kSecond));
 }
 
-// A sum is carried on up to the kept moment, since its samples need the changes that are about to
-// be forgotten. Of the changes up to that moment the last one stays: it is still in effect. What is
-// kept begins at a whole second, because the next sample of a sum lies there.
+void BoardState::addSample(const Integral& model, PropertyKey key, Sum& sum) const {
+  const Fixed sample = numberAt(model.source, key.deviceId, sum.seconds * kSecond);
+  sum.total = addClamped(sum.total, multiplyClamped(sample, model.scale));
+  ++sum.seconds;
+}
+
+// What is kept begins at a whole second, because the next sample of a sum lies there.
 void BoardState::compactHistory(Time time) {
-  for (int index = 0; index < static_cast<int>(properties_.all().size()); ++index) {
-    const Property& property = properties_.at(index);
-    for (int id = 0; id < topology_.countOf(property.kind); ++id) {
-      const auto* model = std::get_if<Integral>(&property.definitionFor(id).model);
-      if (model == nullptr) continue;
-      Sum& sum = sums_[{index, id}];
-      sum = sumUpTo(*model, {index, id}, sum, time);
+  settled_ = time / kSecond * kSecond;
+  if (!begun_) {
+    if (settled_ - forgotten_ < kCompactionPeriod) return;
+    begun_ = settled_;
+    carried_ = 0;
+  }
+  if (!carrySums(*begun_)) return;
+  forgetChanges(*begun_);
+  forgotten_ = *std::exchange(begun_, std::nullopt);
+}
+
+/// Carries the sums on, since their samples need the changes that are about to be forgotten.
+/// Returns false when that is more than a share.
+bool BoardState::carrySums(Time time) {
+  const std::uint64_t enough = evaluations_ + kShare;
+  for (; carried_ < integrals_.size() * kPlaces; ++carried_) {
+    const PropertyKey key{integrals_[carried_ / kPlaces], static_cast<int>(carried_ % kPlaces)};
+    const Property& property = properties_.at(key.property);
+    if (key.deviceId >= topology_.countOf(property.kind)) continue;
+    const auto* model = std::get_if<Integral>(&property.definitionFor(key.deviceId).model);
+    if (model == nullptr) continue;
+    for (Sum& sum = sums_[key]; sum.seconds < time / kSecond; addSample(*model, key, sum)) {
+      if (evaluations_ >= enough) return false;
     }
   }
-  const Time kept = time / kSecond * kSecond;
+  return true;
+}
+
+/// Of the changes up to that moment the last one stays: it is still in effect.
+void BoardState::forgetChanges(Time time) {
   for (auto& [key, changes] : changes_) {
     const auto later =
-        std::ranges::find_if(changes, [&](const Change& c) { return c.time > kept; });
+        std::ranges::find_if(changes, [&](const Change& c) { return c.time > time; });
     if (later - changes.begin() > 1) changes.erase(changes.begin(), later - 1);
   }
 }
@@ -233,9 +269,10 @@ std::string BoardState::print(const Definition& definition, PropertyKey key, Tim
   return std::visit(Overloaded{
                         [](const Constant& model) { return model.text; },
                         [&](const Serial& model) {
-                          return model.before +
-                                 padded(std::to_string(model.first + key.deviceId), model.width) +
-                                 model.after;
+                          std::string number = std::to_string(model.first + key.deviceId);
+                          return std::string(model.pattern)
+                              .replace(model.begin, model.width,
+                                       padded(std::move(number), model.width));
                         },
                         [&](const Page& model) { return printPage(model, key, time); },
                         [](const auto& /*number*/) { return std::string(); },
@@ -244,12 +281,8 @@ std::string BoardState::print(const Definition& definition, PropertyKey key, Tim
 }
 
 std::string BoardState::printPage(const Page& page, PropertyKey key, Time time) const {
-  const Record& record = properties_.record(page.record);
-  const std::size_t begin = static_cast<std::size_t>(page.page) * record.entriesPerPage;
-  const std::size_t end = std::min(begin + record.entriesPerPage, record.entries.size());
   std::string text;
-  for (std::size_t i = begin; i < end; ++i) {
-    const Definition& entry = record.entries[i];
+  for (const Definition& entry : properties_.record(page.record).onPage(page.page)) {
     if (!text.empty()) text += ' ';
     text += entry.format.isText() ? print(entry, key, time)
                                   : format(entry.format, evaluate(entry, key, time));

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,8 +41,12 @@ class BoardState {
   void clear(PropertyIndex property, int deviceId, Time time);
   void setPresent(Device device, Time time, bool present);
 
-  /// Forgets what only questions about moments before `time` need.
+  /// Forgets, once a minute, what only questions about moments before `time` need; none may follow.
+  /// That takes several calls when there is much to be computed first: each does a share of it.
   void compactHistory(Time time);
+
+  /// How many values have been computed so far, with those that they were computed from.
+  [[nodiscard]] std::uint64_t evaluations() const { return evaluations_; }
 
  private:
   struct Change {
@@ -66,8 +71,10 @@ class BoardState {
   [[nodiscard]] const Change* lastChange(PropertyKey key, Time time) const;
   [[nodiscard]] Fixed evaluate(const Definition& definition, PropertyKey key, Time time) const;
   [[nodiscard]] Fixed aggregate(const Aggregate& model, PropertyKey key, Time time) const;
-  [[nodiscard]] Fixed integrate(const Integral& model, PropertyKey key, Sum from, Time time) const;
-  [[nodiscard]] Sum sumUpTo(const Integral& model, PropertyKey key, Sum from, Time time) const;
+  [[nodiscard]] Fixed integrate(const Integral& model, PropertyKey key, Time time) const;
+  void addSample(const Integral& model, PropertyKey key, Sum& sum) const;
+  bool carrySums(Time time);
+  void forgetChanges(Time time);
   [[nodiscard]] std::string print(const Definition& definition, PropertyKey key, Time time) const;
   [[nodiscard]] std::string printPage(const Page& page, PropertyKey key, Time time) const;
   [[nodiscard]] Fixed randomWalk(const RandomWalk& model, const Definition& definition,
@@ -78,7 +85,13 @@ class BoardState {
   std::uint64_t seed_;
   std::map<PropertyKey, std::vector<Change>> changes_;
   std::array<std::map<int, std::vector<std::pair<Time, bool>>>, kDeviceKinds.size()> presence_;
-  std::map<PropertyKey, Sum> sums_;
+  std::vector<PropertyIndex> integrals_;  ///< What is an integral on any device.
+  mutable std::map<PropertyKey, Sum> sums_;
+  mutable std::uint64_t evaluations_ = 0;
+  Time settled_ = 0;           ///< Nobody will ask for an earlier moment.
+  std::optional<Time> begun_;  ///< What comes before this moment is being forgotten.
+  Time forgotten_ = 0;         ///< What came before this moment has been.
+  std::size_t carried_ = 0;    ///< The places among the integrals that have been carried on to it.
 };
 
 }  // namespace sim

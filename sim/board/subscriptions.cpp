@@ -3,28 +3,34 @@
 #include <algorithm>
 #include <utility>
 
-#include "sim/board/pattern.h"
-
 namespace sim {
 namespace {
 
-/// Beyond so many waiting calls, further ones are dropped.
+/// Beyond so many waiting calls, or such texts, further ones are dropped.
 constexpr std::size_t kMaxPending = 100'000;
+constexpr std::size_t kMaxPendingBytes = 64U << 20U;
 
 }  // namespace
 
 void Subscriptions::add(Device device, const std::string& apiName, PropertyIndex property,
                         const UpdateCallback& callback, std::optional<std::string> text) {
   auto shared = std::make_shared<const UpdateCallback>(callback);
-  const auto known = std::ranges::find_if(subscriptions_, [&](const Subscription& subscription) {
-    return subscription.device == device && subscription.apiName == apiName;
-  });
-  if (known != subscriptions_.end()) {
-    known->callback = std::move(shared);
-    known->text = std::move(text);
+  std::vector<std::size_t>& places = places_[{property, device.id}];
+  const auto known = std::ranges::find_if(
+      places, [&](std::size_t place) { return subscriptions_[place].apiName == apiName; });
+  if (known != places.end()) {
+    subscriptions_[*known].callback = std::move(shared);
+    subscriptions_[*known].text = std::move(text);
     return;
   }
+  places.reserve(places.size() + 1);
   subscriptions_.push_back({device, apiName, property, std::move(shared), std::move(text)});
+  places.push_back(subscriptions_.size() - 1);
+}
+
+std::span<const std::size_t> Subscriptions::placesOf(PropertyIndex property, int deviceId) const {
+  const auto found = places_.find({property, deviceId});
+  return found == places_.end() ? std::span<const std::size_t>() : found->second;
 }
 
 void Subscriptions::pollChanges(const BoardState& state, Time time) {
@@ -33,10 +39,8 @@ void Subscriptions::pollChanges(const BoardState& state, Time time) {
 
 void Subscriptions::pollChanges(const BoardState& state, Time time, PropertyIndex property,
                                 int deviceId) {
-  for (Subscription& subscription : subscriptions_) {
-    if (subscription.property == property && subscription.device.id == deviceId) {
-      pollChanges(state, time, subscription);
-    }
+  for (const std::size_t place : placesOf(property, deviceId)) {
+    pollChanges(state, time, subscriptions_[place]);
   }
 }
 
@@ -49,21 +53,24 @@ void Subscriptions::pollChanges(const BoardState& state, Time time, Subscription
 }
 
 void Subscriptions::burst(const BoardState& state, Time time, Device device,
-                          std::string_view pattern, int count) {
+                          std::optional<PropertyIndex> property, int count) {
   if (!state.presentAt(device, time)) return;
-  for (Subscription& subscription : subscriptions_) {
-    const std::string& name = state.properties().at(subscription.property).name;
-    if (subscription.device != device || !globMatches(pattern, name)) continue;
+  const auto callOften = [&](Subscription& subscription) {
     const std::string text = state.textAt(subscription.property, device.id, time);
     for (int i = 0; i < count; ++i) call(subscription, text, time);
+  };
+  if (property) {
+    for (const std::size_t place : placesOf(*property, device.id)) callOften(subscriptions_[place]);
+    return;
+  }
+  for (Subscription& subscription : subscriptions_) {
+    if (subscription.device == device) callOften(subscription);
   }
 }
 
 void Subscriptions::lose(PropertyIndex property, int deviceId, int count) {
-  for (Subscription& subscription : subscriptions_) {
-    if (subscription.property == property && subscription.device.id == deviceId) {
-      subscription.losing += count;
-    }
+  for (const std::size_t place : placesOf(property, deviceId)) {
+    subscriptions_[place].losing += count;
   }
 }
 
@@ -73,18 +80,20 @@ void Subscriptions::call(Subscription& subscription, const std::string& text, Ti
     --subscription.losing;
     return;
   }
-  if (queue_.size() == kMaxPending) {
+  if (queue_.size() == kMaxPending || queuedBytes_ + text.size() > kMaxPendingBytes) {
     ++overflow_;
     return;
   }
   queue_.push_back({subscription.callback, subscription.device, subscription.apiName,
                     subscription.property, text, sequence, time});
+  queuedBytes_ += text.size();
 }
 
 std::optional<Update> Subscriptions::take() {
   if (queue_.empty()) return {};
   Update update = std::move(queue_.front());
   queue_.pop_front();
+  queuedBytes_ -= update.text.size();
   return update;
 }
 

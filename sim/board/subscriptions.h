@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "devmgr/callbacks.h"
@@ -46,10 +49,10 @@ class Subscriptions {
   void pollChanges(const BoardState& state, Time time);
   void pollChanges(const BoardState& state, Time time, PropertyIndex property, int deviceId);
 
-  /// Updates without a change: `count` for every subscription of the device whose property's name
-  /// matches.
-  void burst(const BoardState& state, Time time, Device device, std::string_view pattern,
-             int count);
+  /// Updates without a change: `count` for every subscription of the device, or of one property of
+  /// it.
+  void burst(const BoardState& state, Time time, Device device,
+             std::optional<PropertyIndex> property, int count);
 
   /// Lets the next `count` updates of one property of one device go missing. Their numbers are
   /// missing too.
@@ -74,11 +77,15 @@ class Subscriptions {
     int losing = 0;
   };
 
+  /// The positions of those of one property of one device, in the order in which they were made.
+  [[nodiscard]] std::span<const std::size_t> placesOf(PropertyIndex property, int deviceId) const;
   void pollChanges(const BoardState& state, Time time, Subscription& subscription);
   void call(Subscription& subscription, const std::string& text, Time time);
 
   std::vector<Subscription> subscriptions_;
+  std::map<std::pair<PropertyIndex, int>, std::vector<std::size_t>> places_;
   std::deque<Update> queue_;
+  std::size_t queuedBytes_ = 0;  ///< Of their texts.
   std::int64_t overflow_ = 0;
 };
 

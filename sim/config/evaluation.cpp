@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <string>
+#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -13,6 +15,9 @@ namespace {
 
 constexpr std::int64_t kMaxOthers = 100'000;
 constexpr int kMaxDepth = 100;
+/// What an integral computes again and again: one sample for each second of a minute, after which
+/// the sum is carried on.
+constexpr std::int64_t kSamples = 60;
 
 /// What a value needs, known once everything that it is computed from has been visited.
 struct Needs {
@@ -108,15 +113,25 @@ class Evaluation {
       if (properties_.at(integral->source).kind != own) {
         node.reject("an integral needs a property of the same device");
       }
-      all.add(visitSource(integral->source, node), 1);
+      all.add(visitSource(integral->source, node), kSamples);
       if (all.integral) node.reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
-      for (const Definition& entry : properties_.record(page->record).entries) {
-        all.add(visitDefinition(entry, own, node), 1);
-      }
+      all = visitPage(*page, own, node);
     }
     return all;
+  }
+
+  /// A page is visited once for each kind, however many properties and devices print it.
+  const Needs& visitPage(const Page& page, KindIndex own, const Node& node) {
+    const std::tuple key(page.record, page.page, own);
+    const auto known = pages_.find(key);
+    if (known != pages_.end()) return known->second;
+    Needs all;
+    for (const Definition& entry : properties_.record(page.record).onPage(page.page)) {
+      all.add(visitDefinition(entry, own, node), 1);
+    }
+    return pages_.insert_or_assign(key, all).first->second;
   }
 
   const PropertyDb& properties_;
@@ -124,6 +139,7 @@ class Evaluation {
   const DefinedNames& names_;
   const Node& manifest_;
   std::vector<Needs> needs_;
+  std::map<std::tuple<std::size_t, int, KindIndex>, Needs> pages_;
   int running_ = 0;
 };
 

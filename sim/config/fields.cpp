@@ -104,6 +104,8 @@ std::string suggestion(std::string_view typed, std::span<const std::string_view>
   std::string_view nearest;
   std::size_t fewest = std::max<std::size_t>(typed.size() / 2, 2) + 1;
   for (const std::string_view word : words) {
+    // It takes at least as many changes as one of them is longer.
+    if (typed.size() + fewest <= word.size() || word.size() + fewest <= typed.size()) continue;
     if (const std::size_t changes = distance(typed, word); changes < fewest) {
       fewest = changes;
       nearest = word;

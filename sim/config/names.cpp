@@ -55,11 +55,11 @@ void DefinedNames::addProperty(const Node& node) {
 
 void DefinedNames::addRecord(const Node& node) {
   requireObject(node, kRecordKeys);
-  const auto found = std::ranges::find(records_, node.key, &Node::key);
-  if (found == records_.end()) {
+  const auto [known, added] = recordsByName_.try_emplace(node.key, records_.size());
+  if (added) {
     records_.push_back(&node);
   } else {
-    *found = &node;
+    records_[known->second] = &node;
   }
 }
 
@@ -76,13 +76,13 @@ PropertyIndex DefinedNames::propertyNamed(const Node& name) const {
 }
 
 std::size_t DefinedNames::recordNamed(const Node& name) const {
-  const auto found = std::ranges::find(records_, textOf(name), &Node::key);
-  if (found == records_.end()) {
+  const auto found = recordsByName_.find(textOf(name));
+  if (found == recordsByName_.end()) {
     std::vector<std::string_view> names;
     for (const Node* record : records_) names.push_back(record->key);
     rejectName(name, "record", names);
   }
-  return static_cast<std::size_t>(found - records_.begin());
+  return found->second;
 }
 
 std::size_t DefinedNames::entriesPerPage(const Node& record) {

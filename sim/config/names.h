@@ -43,6 +43,7 @@ class DefinedNames {
   std::vector<Entry> properties_;
   std::vector<const Node*> records_;
   std::unordered_map<std::string_view, PropertyIndex> byName_;
+  std::unordered_map<std::string_view, std::size_t> recordsByName_;
 };
 
 }  // namespace sim

@@ -10,9 +10,8 @@
 namespace sim {
 namespace {
 
-/// Chooses the random values of a definition.
-std::uint64_t saltOf(std::string_view name) {
-  std::uint64_t hash = 0xcbf29ce484222325U;
+/// Chooses the random values of a definition by its name; a name may go on where another one ended.
+std::uint64_t saltOf(std::string_view name, std::uint64_t hash = 0xcbf29ce484222325U) {
   for (const char c : name) {
     hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
   }
@@ -24,6 +23,7 @@ Record readRecord(const DefinedNames& names, const Node& node) {
   record.entriesPerPage = DefinedNames::entriesPerPage(node);
   const Node& entries = require(requireMember(node, "entries"), JsonType::array);
   record.entries.reserve(entries.items.size());
+  const std::uint64_t salt = saltOf(node.key);
   for (const Node& entry : entries.items) {
     Definition& definition = record.entries.emplace_back(readValue(names, entry));
     if (std::holds_alternative<Page>(definition.model)) {
@@ -33,8 +33,7 @@ Record readRecord(const DefinedNames& names, const Node& node) {
     if (std::holds_alternative<Integral>(definition.model)) {
       entry.reject("record entries cannot be integrals; define a property instead");
     }
-    definition.salt =
-        saltOf(std::string(node.key) + '[' + std::to_string(record.entries.size()) + ']');
+    definition.salt = saltOf('[' + std::to_string(record.entries.size()) + ']', salt);
   }
   return record;
 }

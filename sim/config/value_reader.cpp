@@ -47,8 +47,7 @@ Model readSerial(const DefinedNames& /*names*/, const Node& object, const Node& 
   if (pattern.find('#', end) != std::string_view::npos)
     member.reject("a serial may have only one run of '#'");
   format.kind = Format::Kind::text;
-  Serial serial{std::string(pattern.substr(0, begin)), end - begin,
-                std::string(pattern.substr(end)), 0};
+  Serial serial{std::string(pattern), begin, end - begin, 0};
   if (const Node* first = object.find("first")) serial.first = wholeOf(*first, 0, kMaxWhole);
   return serial;
 }

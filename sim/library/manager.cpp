@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "sim/base/log.h"
@@ -10,6 +11,12 @@
 
 namespace sim {
 namespace {
+
+/// There may be no memory for the line either.
+void logLoss() noexcept try {
+  logLine(Level::error, "updates are lost: out of memory");
+} catch (const std::bad_alloc&) {
+}
 
 Result failed(int code) {
   Result result;
@@ -200,27 +207,36 @@ void Manager::atExit() {
   }
 }
 
-// Calls are made one at a time with the lock open, so that a callback may make calls of its own. In
-// real time the thread sleeps until the next thing is due. A stepped clock moves with calls only:
-// there the calls let everything happen, and the thread only delivers.
+// Nothing may be thrown out of a thread: what there is no memory for is lost.
 void Manager::deliver() {
   const Lock lock(mutex_);
   while (!stopping_) {
-    if (const std::optional<Update> update = board_->subscriptions().take()) {
-      makeCall(*update);
-      continue;
-    }
-    idle_.notify_all();
-    const std::optional<Time> due = clock_->stepped() ? std::nullopt : board_->nextDue();
-    if (due) {
-      work_.wait_for(mutex_, clock_->realTimeUntil(*due));
-      if (!stopping_) board_->advance(clock_->now());
-    } else {
-      work_.wait(mutex_);
+    try {
+      serve();
+    } catch (const std::bad_alloc&) {
+      logLoss();
     }
   }
   threadEnded_ = true;
   idle_.notify_all();
+}
+
+// Calls are made one at a time with the lock open, so that a callback may make calls of its own. In
+// real time the thread sleeps until the next thing is due. A stepped clock moves with calls only:
+// there the calls let everything happen, and the thread only delivers.
+void Manager::serve() {
+  if (const std::optional<Update> update = board_->subscriptions().take()) {
+    makeCall(*update);
+    return;
+  }
+  idle_.notify_all();
+  const std::optional<Time> due = clock_->stepped() ? std::nullopt : board_->nextDue();
+  if (due) {
+    work_.wait_for(mutex_, clock_->realTimeUntil(*due));
+    if (!stopping_) board_->advance(clock_->now());
+  } else {
+    work_.wait(mutex_);
+  }
 }
 
 void Manager::makeCall(const Update& update) {
@@ -240,15 +256,19 @@ void Manager::makeCall(const Update& update) {
     journal_.write(line);
   }
   const auto code = static_cast<std::uint16_t>(info.deviceType << 8 | info.deviceId);
+  bool ended = false;
   calling_ = true;
   mutex_.unlock();
   try {
     (*update.callback)(code, info, update.sequence);
+    ended = true;
   } catch (...) {
-    logLine(Level::error, "a callback for " + update.apiName + " ended with an exception");
   }
   mutex_.lock();
   calling_ = false;
+  if (!ended) {
+    logLine(Level::error, "a callback for " + update.apiName + " ended with an exception");
+  }
 }
 
 // With a stepped clock the order of calls and callbacks is part of what repeats, so a call returns

@@ -59,6 +59,7 @@ class Manager {
   void forget() SIM_REQUIRES(mutex_);
   void startThread() SIM_REQUIRES(mutex_);
   void deliver();
+  void serve() SIM_REQUIRES(mutex_);
   void makeCall(const Update& update) SIM_REQUIRES(mutex_);
   void drain() SIM_REQUIRES(mutex_);
   void reportFaults() SIM_REQUIRES(mutex_);

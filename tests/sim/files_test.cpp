@@ -252,6 +252,18 @@ std::string chain(int length, int times, bool forwards) {
   return text + "}}";
 }
 
+TEST(Properties, AnIntegralNeedsItsSourceOncePerSecondOfAMinute) {
+  const auto integralOf = [](int terms) {
+    std::string sum = R"({"properties": {"gpu.x": 1, "gpu.i": {"integral": "gpu.s"}, "gpu.s": )"
+                      R"({"sum": ["gpu.x")";
+    for (int i = 1; i < terms; ++i) sum += ",\"gpu.x\"";
+    return propertiesRejection(sum + "]}}}");
+  };
+  EXPECT_EQ(integralOf(1665), "accepted");
+  EXPECT_EQ(integralOf(1666),
+            "p.json:1:38: /properties/gpu.i: the value depends on more than 100000 others");
+}
+
 TEST(Properties, AValueNeedsNeitherTooManyOthersNorTooManyInARow) {
   for (const bool forwards : {true, false}) {
     SCOPED_TRACE(forwards);

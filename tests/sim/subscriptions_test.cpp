@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "tests/sim/board_fixture.h"
+#include "tests/sim/costs.h"
 
 namespace {
 
@@ -150,6 +151,44 @@ TEST_F(Subscriptions, AnExceptionStaysInside) {
   ASSERT_EQ(subscribe(0, "GPUGetTotalPowerConsumptionV2"), 0);
   ASSERT_EQ(set(0, kPower, 5), 0);
   EXPECT_EQ(seen(), "0:5#1 ");
+}
+
+TEST_F(Subscriptions, WithoutMemoryAnUpdateIsLostAndNothingElse) {
+  if (!costs::areCounted()) GTEST_SKIP() << "allocations are not controlled in this build";
+  start();
+  ASSERT_EQ(subscribe(1), 0);
+  costs::refuseOthers(true);
+  const std::size_t before = costs::refusals();
+  EXPECT_EQ(set(1, kPower, 310), 0);
+  costs::refuseOthers(false);
+  EXPECT_GT(costs::refusals(), before);
+  EXPECT_EQ(set(1, kPower, 320), 0);
+  EXPECT_EQ(seen(), "1:320#2 ");
+}
+
+TEST_F(Subscriptions, InRealTimeTheThreadOutlivesALackOfMemory) {
+  if (!costs::areCounted()) GTEST_SKIP() << "allocations are not controlled in this build";
+  const std::string profile = write("real.json", R"({"callbacks": {"periodMs": 20}})");
+  ASSERT_EQ(GPUManagerInit("", profile.c_str(), ""), 0);
+  ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  std::atomic<int> calls{0};
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, "GPUGetPowerConsumptionV2", [&](auto...) { ++calls; }, -1, "", "", -1),
+            0);
+  const auto await = [](auto isReached) {
+    for (int i = 0; i < 60'000 && !isReached(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return isReached();
+  };
+  EXPECT_TRUE(await([&] { return calls > 0; }));
+  costs::refuseOthers(true);
+  const std::size_t before = costs::refusals();
+  EXPECT_TRUE(await([&] { return costs::refusals() > before + 2; }));
+  costs::refuseOthers(false);
+  const int known = calls;
+  EXPECT_TRUE(await([&] { return calls > known; }));
+  EXPECT_EQ(GPUManagerStop(), 0);
 }
 
 TEST_F(Subscriptions, NothingIsCalledAfterStop) {

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "sim/config/readers.h"
+#include "sim/library/builtin.h"
+#include "tests/sim/costs.h"
+
+namespace sim {
+namespace {
+
+constexpr std::size_t kBytesPerByte = 100;
+constexpr std::size_t kFile = 1U << 20U;
+
+/// As many of the parts as a file of a mebibyte holds, each with its number in place of '#'.
+std::string filled(const std::string& begin, const std::string& part, const std::string& end,
+                   std::size_t size = kFile) {
+  std::string text = begin;
+  const std::size_t place = part.find('#');
+  for (int i = 0; text.size() + part.size() + end.size() + 8 < size; ++i) {
+    if (i != 0) text += ',';
+    text += part.substr(0, place);
+    if (place != std::string::npos) text += std::to_string(i) + part.substr(place + 1);
+  }
+  return text + end;
+}
+
+/// What a file needs at most while it is read, in bytes for each of its own.
+template <class Read>
+std::size_t perByte(const std::string& text, Read read) {
+  const std::size_t peak = costs::peakOf([&] {
+    try {
+      const Document document = parseJson(text, "f");
+      read(document);
+    } catch (const FileError& error) {
+      ADD_FAILURE() << error.what();
+    }
+  });
+  return (peak + text.size() - 1) / text.size();
+}
+
+class Memory : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!costs::areCounted()) GTEST_SKIP() << "memory is not counted in this build";
+  }
+
+  const Document manifest_ = parseJson(kBuiltinManifest, "m");
+  const Document builtin_ = parseJson(kBuiltinProperties, "b");
+  const Topology topology_ = readTopology(manifest_);
+};
+
+TEST_F(Memory, ATreeGrowsWithItsFile) {
+  const std::string deep(31, '[');
+  const std::string longKey(1000, 'k');
+  std::string nested;
+  for (int i = 0; i < 15; ++i) nested += "{\"" + longKey + "\":[";
+  const std::string closed = [] {
+    std::string text;
+    for (int i = 0; i < 15; ++i) text += "]}";
+    return text;
+  }();
+  // What grows by doubling is largest just after it has grown.
+  for (const std::size_t size : {kFile / 16 + 64, kFile / 7, kFile}) {
+    for (const std::string& text :
+         {filled("[", "1", "]", size), filled("[", "[]", "]", size),
+          filled("[", "[1,1]", "]", size), filled("[", "{\"a\":{}}", "]", size),
+          filled("[", "\"\\t\"", "]", size),
+          filled("[", filled("{", "\"#\":1", "}", 100), "]", size),
+          filled("[", filled("{", "\"#\":1", "}", 2000), "]", size),
+          filled("[", filled("{", "\"#\":1", "}", 30'000), "]", size),
+          filled(deep, "1", std::string(31, ']'), size), filled(nested, "1", closed, size)}) {
+      EXPECT_LE(perByte(text, [](const Node&) {}), kBytesPerByte)
+          << size << ' ' << text.substr(0, 20) << "...";
+    }
+  }
+}
+
+TEST_F(Memory, ARejectionGrowsWithItsFile) {
+  for (const std::string& text :
+       {std::string(kFile, '['), '"' + std::string(kFile, 'x'), std::string(kFile, '\n') + 'x',
+        '"' + std::string(kFile, '\1'), '[' + std::string(kFile, '1') + 'x', filled("[", "1", ""),
+        filled("{", "\"#\":1", "", 30'000), filled("{", "\"#\":1", ",\"1\":1}", 30'000),
+        filled("{", "\"#\":1", "}")}) {
+    const std::size_t peak =
+        costs::peakOf([&] { EXPECT_THROW(parseJson(text, "f"), FileError) << text.substr(0, 20); });
+    EXPECT_LE(peak / text.size(), kBytesPerByte) << text.substr(0, 20) << "...";
+  }
+}
+
+TEST_F(Memory, PropertiesGrowWithTheirFile) {
+  const auto ofValue = [&](const std::string& begin, const std::string& part,
+                           const std::string& end) {
+    return perByte(filled(begin, part, end, kFile / 2), [&](const Node& document) {
+      readProperties(document, builtin_, manifest_, topology_);
+    });
+  };
+  const auto ofEntries = [&](const std::string& entry) {
+    return ofValue(R"({"records": {"r": {"entriesPerPage": 1, "entries": [)", entry,
+                   R"(]}}, "properties": {"gpu.x": 1, "gpu.p": {"page": 0, "of": "r"}}})");
+  };
+  for (const char* entry : {"1", "\"\"", "\"a\"", "{\"sum\":\"gpu.x\"}", "{\"serial\":\"##\"}"})
+    EXPECT_LE(ofEntries(entry), kBytesPerByte) << entry;
+  EXPECT_LE(ofValue(R"({"properties": {"gpu.x": 1, "gpu.s": {"sum": [)", "\"gpu.x\"", "]}}}"),
+            kBytesPerByte);
+  EXPECT_LE(ofValue(R"({"properties": {"gpu.e": {"value": 0, "names": [)", "\"a\"", "]}}}"),
+            kBytesPerByte);
+}
+
+TEST_F(Memory, AProfileGrowsWithItsFile) {
+  const PropertyDb db = readProperties(builtin_, builtin_, manifest_, topology_);
+  const auto ofItems = [&](const std::string& key, const std::string& item) {
+    return perByte(filled("{\"" + key + "\": [", item, "]}"),
+                   [&](const Node& document) { readProfile(document, topology_, db); });
+  };
+  EXPECT_LE(ofItems("faults", R"({"hang":true})"), kBytesPerByte);
+  EXPECT_LE(ofItems("timeline", R"({"atMs":0,"drop":"gpu0"})"), kBytesPerByte);
+}
+
+TEST_F(Memory, OverridesGrowWithTheirFile) {
+  const std::string values = filled("{\"properties\":{", "\"gpu.#\":1", "}}", kFile / 64);
+  const Document document = parseJson(values, "p");
+  std::string text = R"({"board":"b","devices":{"gpu":255},"overrides":{)";
+  for (int i = 0; i < 60; ++i)
+    text += (i ? ",\"gpu" : "\"gpu") + std::to_string(i) + "\":" + values;
+  EXPECT_LE(perByte(text + "}}",
+                    [&](const Node& manifest) {
+                      readProperties(document, builtin_, manifest, readTopology(manifest));
+                    }),
+            kBytesPerByte);
+}
+
+}  // namespace
+}  // namespace sim
