@@ -63,7 +63,23 @@ TEST(Profile, ReadsEveryKey) {
   EXPECT_EQ(profile.timeline.next(), 2'000) << "events are in the order of time";
 }
 
+TEST(Profile, TakesTheLimitsThemselves) {
+  EXPECT_EQ(profileRejection(R"({"mailbox": {"timeoutMs": 1, "selfTestMs": 1, "latencyMs": 0}})"),
+            "accepted");
+  EXPECT_EQ(faultRejection(R"("code": 1, "probability": 0)"), "accepted");
+  EXPECT_EQ(faultRejection(R"("code": 1, "probability": 1)"), "accepted");
+}
+
+TEST(Profile, ASnapshotIsTakenEachSecondUnlessItSaysOtherwise) {
+  const Profile profile = read(R"({"snapshot": {"refreshMs": 10}})");
+  EXPECT_EQ(profile.snapshot.period, 1'000'000);
+}
+
 TEST(Profile, RejectionsNameThePlaceAndTheReason) {
+  EXPECT_EQ(profileRejection(R"({"journal": "a\u0001b"})"),
+            "f:1:13: /journal: the text contains a control character");
+  EXPECT_EQ(profileRejection(R"({"journal": "a\u007fb"})"),
+            "f:1:13: /journal: the text contains a control character");
   EXPECT_EQ(profileRejection(R"({"seed": -1})"),
             "f:1:10: /seed: -1 is not in 0..9223372036854775807");
   EXPECT_EQ(profileRejection(R"({"clock": {}})"), "f:1:11: /clock: the key 'mode' is missing");
