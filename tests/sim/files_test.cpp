@@ -109,6 +109,7 @@ TEST(Json, NothingHidesBehindANulByte) {
   for (const auto& [text, place] :
        {std::pair("\0"sv, "1:1"), std::pair("[1]\0"sv, "1:4"), std::pair("[1]\n\0 x"sv, "2:1"),
         std::pair("[\0 1]"sv, "1:2"), std::pair("[\"a\0b\"]"sv, "1:4")}) {
+    SCOPED_TRACE(place);
     EXPECT_EQ(jsonRejection(text),
               "f.json:" + std::string(place) + ": not JSON: found a NUL byte; expected UTF-8 text");
   }

@@ -117,6 +117,7 @@ TEST(Profile, FaultsThatMeanNothingAreRejected) {
   EXPECT_EQ(faultRejection(R"("operation": "init", "hang": true)"),
             "f:1:13: /faults/0: 'init' involves no device: it can only fail or be delayed");
   for (const char* effect : {R"("dropMs": 0)", R"("storm": 1)"}) {
+    SCOPED_TRACE(effect);
     EXPECT_EQ(faultRejection(R"("operation": "snapshot", )" + std::string(effect)),
               "f:1:13: /faults/0: 'snapshot' involves no device: nothing can drop or send a storm");
     EXPECT_EQ(faultRejection(R"("operation": "list", )" + std::string(effect)),

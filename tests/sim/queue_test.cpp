@@ -53,9 +53,10 @@ TEST(Queue, HoldsSixtyFourMebibytesOfTextsAtMost) {
   Subscriptions subscriptions;
   add(subscriptions, 0);
   for (int round = 0; round < 2; ++round) {
+    SCOPED_TRACE(round);
     subscriptions.burst(state, 0, {kGpu, 0}, 0, kFitting + 3);
     EXPECT_EQ(subscriptions.takeOverflow(), 3);
-    EXPECT_EQ(taken(subscriptions), std::pair(kFitting, kFitting * kText)) << "in round " << round;
+    EXPECT_EQ(taken(subscriptions), std::pair(kFitting, kFitting * kText));
   }
 }
 
