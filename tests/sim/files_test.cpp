@@ -290,6 +290,7 @@ TEST(Properties, OnlyNumbersCanBeComputedWith) {
     SCOPED_TRACE(model);
     const std::string computed = "{\"" + std::string(model) + "\": \"gpu.y\"}, \"gpu.y\": ";
     for (const char* text : {R"("a")", R"({"value": "a"})", R"({"serial": "#"})"}) {
+      SCOPED_TRACE(text);
       EXPECT_EQ(propertyRejection(computed + text),
                 "p.json:1:26: /properties/gpu.x: 'gpu.y' is a text; a value can be computed from "
                 "numbers only");

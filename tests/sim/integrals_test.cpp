@@ -9,7 +9,7 @@
 namespace sim {
 namespace {
 
-constexpr int kDevices = 100;
+constexpr int kDevices = 6;
 constexpr int kIntegrals = 20;
 constexpr int kTerms = 1000;
 constexpr std::int64_t kSumSteps = kTerms + 1;
@@ -54,7 +54,7 @@ class CostlyIntegrals : public testing::Test, public Waiter {
     return evaluations() - before;
   }
 
-  const Document manifest_ = parseJson(R"({"board": "b", "devices": {"gpu": 100}})", "m");
+  const Document manifest_ = parseJson(R"({"board": "b", "devices": {"gpu": 6}})", "m");
   Board board_{readTopology(manifest_), readDb(costlyFile(), manifest_), Profile{}};
 
  private:

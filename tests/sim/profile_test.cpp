@@ -168,6 +168,7 @@ TEST(Profile, AnEventSuitsEachDeviceThatItSets) {
   EXPECT_EQ(rejection(locked, "gpu1", "1"),
             "f:1:89: /timeline/0/value: expected a string, found a number");
   for (const char* value : {"1", R"("off")"}) {
+    SCOPED_TRACE(value);
     EXPECT_EQ(rejection(locked, "gpu*", value),
               "f:1:72: /timeline/0/device: 'gpu.clock.getSpeedLocked' is a text on some devices "
               "and a number on others; expected one device");
@@ -175,6 +176,7 @@ TEST(Profile, AnEventSuitsEachDeviceThatItSets) {
   EXPECT_EQ(rejection("gpu.pcie.maxWidth", "gpu0", "2"), "accepted");
   EXPECT_EQ(rejection("gpu.pcie.maxWidth", "gpu*", "1"), "accepted");
   for (const char* device : {"gpu2", "gpu*"}) {
+    SCOPED_TRACE(device);
     EXPECT_EQ(rejection("gpu.pcie.maxWidth", device, "2"),
               "f:1:82: /timeline/0/value: 2 is not in 0..1, the places in 'names'");
   }
