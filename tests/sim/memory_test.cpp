@@ -60,32 +60,38 @@ TEST_F(Memory, ATreeGrowsWithItsFile) {
     for (int i = 0; i < 15; ++i) text += "]}";
     return text;
   }();
+  const auto expectFits = [](const std::string& text) {
+    EXPECT_LE(perByte(text, [](const Node&) {}), kBytesPerByte)
+        << text.size() << ' ' << text.substr(0, 20) << "...";
+  };
   // What grows by doubling is largest just after it has grown.
   for (const std::size_t size : {kFile / 16 + 64, kFile / 7, kFile}) {
-    for (const std::string& text :
-         {filled("[", "1", "]", size), filled("[", "[]", "]", size),
-          filled("[", "[1,1]", "]", size), filled("[", "{\"a\":{}}", "]", size),
-          filled("[", "\"\\t\"", "]", size),
-          filled("[", filled("{", "\"#\":1", "}", 100), "]", size),
-          filled("[", filled("{", "\"#\":1", "}", 2000), "]", size),
-          filled("[", filled("{", "\"#\":1", "}", 30'000), "]", size),
-          filled(deep, "1", std::string(31, ']'), size), filled(nested, "1", closed, size)}) {
-      EXPECT_LE(perByte(text, [](const Node&) {}), kBytesPerByte)
-          << size << ' ' << text.substr(0, 20) << "...";
+    for (const char* item : {"1", "[]", "[1,1]", R"({"a":{}})", R"("\t")"}) {
+      expectFits(filled("[", item, "]", size));
     }
+    for (const std::size_t object : {100U, 2000U, 30'000U}) {
+      expectFits(filled("[", filled("{", "\"#\":1", "}", object), "]", size));
+    }
+    expectFits(filled(deep, "1", std::string(31, ']'), size));
+    expectFits(filled(nested, "1", closed, size));
   }
 }
 
 TEST_F(Memory, ARejectionGrowsWithItsFile) {
-  for (const std::string& text :
-       {std::string(kFile, '['), '"' + std::string(kFile, 'x'), std::string(kFile, '\n') + 'x',
-        '"' + std::string(kFile, '\1'), '[' + std::string(kFile, '1') + 'x', filled("[", "1", ""),
-        filled("{", "\"#\":1", "", 30'000), filled("{", "\"#\":1", ",\"1\":1}", 30'000),
-        filled("{", "\"#\":1", "}")}) {
+  const auto expectFits = [](const std::string& text) {
     const std::size_t peak =
         costs::peakOf([&] { EXPECT_THROW(parseJson(text, "f"), FileError) << text.substr(0, 20); });
     EXPECT_LE(peak / text.size(), kBytesPerByte) << text.substr(0, 20) << "...";
-  }
+  };
+  expectFits(std::string(kFile, '['));
+  expectFits('"' + std::string(kFile, 'x'));
+  expectFits(std::string(kFile, '\n') + 'x');
+  expectFits('"' + std::string(kFile, '\1'));
+  expectFits('[' + std::string(kFile, '1') + 'x');
+  expectFits(filled("[", "1", ""));
+  expectFits(filled("{", "\"#\":1", "", 30'000));
+  expectFits(filled("{", "\"#\":1", ",\"1\":1}", 30'000));
+  expectFits(filled("{", "\"#\":1", "}"));
 }
 
 TEST_F(Memory, PropertiesGrowWithTheirFile) {
