@@ -12,14 +12,12 @@
 
 #include "devmgr/logger.h"
 #include "sim/base/codes.h"
+#include "sim/base/text.h"
 
 Logger logger;
 
 namespace sim {
 namespace {
-
-/// As much as the other writer of this log keeps of a message.
-constexpr std::size_t kMaxMessage = 1023;
 
 /// Set up before anybody else logs, and torn down after: the default level, and the buffer through
 /// which lines reach standard output without overtaking what the process prints with stdio.
@@ -69,11 +67,7 @@ bool isLogged(Level level) {
 void logLine(Level level, std::string_view message) {
   if (!isLogged(level)) return;
   std::string line = stamp();
-  line += letterOf(level);
-  for (const char c : message.substr(0, kMaxMessage)) {
-    line += (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) ? '?' : c;
-  }
-  line += '\n';
+  line += letterOf(level) + printable(message) + '\n';
   const std::lock_guard lock(logger.lock);
   if (logger.output.is_open()) {
     logger.output << line;

@@ -14,9 +14,9 @@ enum class Level { error = 2, warning = 3, debug = 4 };
 bool isLogged(Level level);
 
 /// Appends one line to `logger`: "[date time.nanoseconds]", the level's letter and the message, to
-/// which the newline is added. Errors and warnings go to the operating system at once. Control
-/// characters in the message become '?', and what is beyond 1023 bytes is cut. While the output is
-/// not open, errors go to standard error and other lines are dropped. Threads: any.
+/// which the newline is added. Errors and warnings go to the operating system at once. The message
+/// is written whole, with '?' for what is not printable. While the output is not open, errors go to
+/// standard error and other lines are dropped. Threads: any.
 void logLine(Level level, std::string_view message);
 
 /// Opens a file, to which lines are appended, as the output of `logger`; 0 or a code. A file with

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "devmgr/properties.h"
+#include "sim/base/text.h"
 
 namespace sim {
 namespace {
@@ -28,15 +29,6 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
-std::string quote(std::string_view text) {
-  constexpr std::size_t kShown = 60;
-  std::string quoted = "'";
-  for (const char c : text.substr(0, kShown)) {
-    quoted += c >= 0x20 && c < 0x7f ? c : '?';
-  }
-  return quoted + (text.size() > kShown ? "...'" : "'");
-}
-
 }  // namespace
 
 const Node& require(const Node& node, JsonType type) {
@@ -53,9 +45,7 @@ std::string_view textOf(const Node& node) {
   if (text.size() > kMaxText) {
     node.reject("the text is longer than " + std::to_string(kMaxText) + " bytes");
   }
-  const bool printable =
-      std::ranges::all_of(text, [](char c) { return (c & 0xe0) != 0 && c != 0x7f; });
-  if (!printable) node.reject("the text contains a control character");
+  if (!isPrintable(text)) node.reject("the text contains a control character");
   return text;
 }
 
@@ -64,9 +54,9 @@ std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high) {
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool whole = end == text.data() + text.size();
-  if (!whole) node.reject("expected a whole number, found " + std::string(text));
+  if (!whole) node.reject("expected a whole number, found " + shortened(text));
   if (error != std::errc() || value < low || value > high) {
-    node.reject(std::string(text) + " is not in " + std::to_string(low) + ".." +
+    node.reject(shortened(text) + " is not in " + std::to_string(low) + ".." +
                 std::to_string(high));
   }
   return value;
@@ -76,8 +66,9 @@ Decimal decimalOf(const Node& node) {
   const std::string_view text = require(node, JsonType::number).text;
   const std::optional<Decimal> value = parseDecimal(text);
   if (!value) {
-    node.reject(std::string(text) +
-                " is not a plain number of at most 13 digits and 6 more after the point");
+    node.reject(shortened(text) + " is not a plain number from -" + std::to_string(kMaxWhole) +
+                " to " + std::to_string(kMaxWhole) + " with at most " +
+                std::to_string(kMaxPrecision) + " digits after the point");
   }
   return *value;
 }
@@ -93,7 +84,7 @@ std::size_t wordOf(const Node& node, std::span<const std::string_view> words,
   const std::string_view text = require(node, JsonType::string).text;
   const auto found = std::ranges::find(words, text);
   if (found == words.end()) {
-    node.reject(quote(text) + " is not " + std::string(what) + suggestion(text, words));
+    node.reject(inQuotes(text) + " is not " + std::string(what) + suggestion(text, words));
   }
   return static_cast<std::size_t>(found - words.begin());
 }
@@ -111,11 +102,11 @@ std::string suggestion(std::string_view typed, std::span<const std::string_view>
       nearest = word;
     }
   }
-  return nearest.empty() ? "" : "; did you mean " + quote(nearest) + "?";
+  return nearest.empty() ? "" : "; did you mean " + inQuotes(nearest) + "?";
 }
 
 void rejectName(const Node& node, std::string_view what, std::span<const std::string_view> names) {
-  node.reject("no " + std::string(what) + " is named '" + std::string(node.text) + "'" +
+  node.reject("no " + std::string(what) + " is named " + inQuotes(node.text) +
               suggestion(node.text, names));
 }
 
@@ -129,7 +120,7 @@ const Node& requireObject(const Node& node, std::span<const std::string_view> kn
   require(node, JsonType::object);
   for (const Node& member : node.items) {
     if (std::ranges::find(known, member.key) == known.end()) {
-      member.reject("unknown key " + quote(member.key) + suggestion(member.key, known));
+      member.reject("unknown key " + inQuotes(member.key) + suggestion(member.key, known));
     }
   }
   return node;

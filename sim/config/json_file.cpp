@@ -10,19 +10,13 @@
 #include <memory>
 #include <utility>
 
+#include "sim/base/text.h"
 #include "sim/config/json_tree.h"
 
 namespace sim {
 namespace {
 
 constexpr std::size_t kMaxBytes = 4U << 20U;
-
-/// Names in files and of files may hold control characters; a message stays one line all the same.
-std::string oneLine(std::string message) {
-  std::ranges::replace_if(
-      message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
-  return message;
-}
 
 std::string escapePointer(std::string_view key) {
   std::string escaped;
@@ -59,7 +53,9 @@ Document parse(std::string content, const std::string& file) {
 
 std::string readFile(const std::string& file) {
   constexpr std::size_t kLeast = 4096;
-  const auto reject = [&](const std::string& why) { throw FileError(oneLine(file + ": " + why)); };
+  const auto reject = [&](const std::string& why) {
+    throw FileError(printable(file + ": " + why));
+  };
   struct Descriptor {
     int number;
     ~Descriptor() { close(number); }
@@ -91,7 +87,7 @@ std::string pointerTo(const Node& root, std::size_t offset) {
   std::string pointer;
   for (const Node* node = &root; node->offset != offset;) {
     const auto next = std::ranges::upper_bound(node->items, offset, {}, &Node::offset) - 1;
-    pointer += '/' + (node->type == JsonType::object ? escapePointer(next->key)
+    pointer += '/' + (node->type == JsonType::object ? escapePointer(shortened(next->key))
                                                      : std::to_string(next - node->items.begin()));
     node = &*next;
   }
@@ -106,7 +102,7 @@ void rejectAt(const Source& source, std::size_t offset, const std::string& point
   std::string message =
       source.file + ':' + std::to_string(line) + ':' + std::to_string(column) + ": ";
   if (!pointer.empty()) message += pointer + ": ";
-  throw FileError(oneLine(message + why));
+  throw FileError(printable(message + why));
 }
 
 std::string_view describe(JsonType type) {

@@ -1,12 +1,13 @@
 #include "sim/config/json_tree.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "sim/base/text.h"
 
 namespace sim {
 namespace {
@@ -63,23 +64,30 @@ class SharedIterator {
   Reader* reader_;
 };
 
-/// Cuts the parser's own prefix, which repeats the position, and what a long token makes too long.
-std::string reasonOf(std::string_view message) {
-  if (const auto at = message.find(": "); at != std::string_view::npos)
-    message.remove_prefix(at + 2);
-  if (const auto at = message.find("syntax error while parsing "); at == 0) {
-    message.remove_prefix(std::strlen("syntax error while parsing "));
-  }
-  constexpr std::size_t kLongest = 160;
-  if (message.size() > kLongest) return std::string(message.substr(0, kLongest)) + "...";
-  return std::string(message);
+/// What stands at the front of a text: one character, or all before the next delimiter.
+std::string_view firstWord(std::string_view text) {
+  return text.substr(0, std::max<std::size_t>(text.find_first_of(" \t\r\n,:[]{}\""), 1));
+}
+
+/// What is wrong with the last token, which `text` begins with. The parser has read `size` bytes of
+/// it, and has met the end of the file if `atEnd`.
+std::string faultOf(std::string_view text, std::size_t size, bool atEnd) {
+  if (text.empty()) return "unexpected end of file";
+  if (text.front() != '"') return "unexpected " + inQuotes(firstWord(text));
+  if (atEnd) return "a string without its closing quotation mark";
+  const std::string_view string = text.substr(0, size);
+  return nlohmann::json::accept(string) ? "unexpected " + inQuotes(string)
+                                        : "a string with an invalid character or escape";
 }
 
 /// Builds the tree of nodes from the parser's events.
 class TreeBuilder {
  public:
   TreeBuilder(Source& source, Reader& reader)
-      : source_(source), reader_(reader), previous_(reader.place) {}
+      : source_(source), reader_(reader), previous_(reader.place) {
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+    if (source.content.starts_with(kByteOrderMark)) previous_ += kByteOrderMark.size();
+  }
 
   bool null() {
     add(JsonType::null);
@@ -113,10 +121,22 @@ class TreeBuilder {
     return true;
   }
 
-  bool parse_error(std::size_t /*byte*/, const std::string& /*token*/,
-                   const nlohmann::detail::exception& error) {
+  bool parse_error(std::size_t /*read*/, const std::string& /*token*/,
+                   const nlohmann::json::out_of_range& /*error*/) {
     if (!reader_.whole) return false;
-    rejectAt(source_, token(), "", "not JSON: " + reasonOf(error.what()));
+    const std::size_t offset = token();
+    const std::string_view text = std::string_view(source_.content).substr(offset);
+    rejectAt(source_, offset, "", "the number " + shortened(firstWord(text)) + " is too large");
+  }
+  bool parse_error(std::size_t read, const std::string& /*token*/,
+                   const nlohmann::json::exception& /*error*/) {
+    if (!reader_.whole) return false;
+    const std::size_t offset = token();
+    const std::string_view text = std::string_view(source_.content).substr(offset);
+    const auto size = static_cast<std::size_t>(reader_.place - text.data());
+    // Only the end of the file can have been read beyond its last byte.
+    const bool atEnd = read > source_.content.size();
+    rejectAt(source_, offset, "", "not JSON: " + faultOf(text, size, atEnd));
   }
 
   void finish() { source_.root = nodes_.front(); }

@@ -1,3 +1,4 @@
+#include "sim/base/text.h"
 #include "sim/config/fields.h"
 #include "sim/config/readers.h"
 
@@ -40,7 +41,7 @@ Topology readTopology(const Node& manifest) {
 Device deviceNamed(const Node& place, std::string_view name, const Topology& topology) {
   const std::optional<Device> device = parseDevice(name);
   if (!device) {
-    place.reject("'" + std::string(name) + "' is not a device name (expected e.g. 'gpu3')");
+    place.reject(inQuotes(name) + " is not a device name (expected e.g. 'gpu3')");
   }
   if (!topology.has(*device)) place.reject("the board has no " + std::string(name));
   return *device;
@@ -52,7 +53,7 @@ DevicePattern readDevicePattern(const Node& node, const Topology& topology) {
   if (text.ends_with('*')) {
     const std::string_view word = text.substr(0, text.size() - 1);
     if (const auto kind = kindOfWord(word)) return {kind, {}};
-    node.reject("'" + std::string(word) + "' is not a device kind" + suggestion(word, kindWords()));
+    node.reject(inQuotes(word) + " is not a device kind" + suggestion(word, kindWords()));
   }
   const Device device = deviceNamed(node, text, topology);
   return {device.kind, device.id};

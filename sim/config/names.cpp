@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "sim/base/text.h"
 #include "sim/config/fields.h"
 
 namespace sim {
@@ -24,7 +25,7 @@ KindIndex kindOfProperty(const Node& node) {
   const std::string_view word = name.substr(0, name.find('.'));
   const auto kind = kindOfWord(word);
   if (!kind) {
-    node.reject("'" + std::string(word) + "' is not a device kind" + suggestion(word, kindWords()));
+    node.reject(inQuotes(word) + " is not a device kind" + suggestion(word, kindWords()));
   }
   return *kind;
 }

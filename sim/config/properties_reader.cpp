@@ -1,6 +1,7 @@
 #include <array>
 #include <utility>
 
+#include "sim/base/text.h"
 #include "sim/config/evaluation.h"
 #include "sim/config/fields.h"
 #include "sim/config/names.h"
@@ -45,7 +46,7 @@ void readOverrides(const DefinedNames& names, const Node& place, Device device,
   for (const Node& node : values->items) {
     const PropertyIndex* index = names.find(node.key);
     if (index == nullptr || properties[static_cast<std::size_t>(*index)].kind != device.kind) {
-      node.reject("'" + std::string(node.key) + "' is not a property of " + nameOf(device));
+      node.reject(inQuotes(node.key) + " is not a property of " + nameOf(device));
     }
     Property& property = properties[static_cast<std::size_t>(*index)];
     Definition definition = readValue(names, node);

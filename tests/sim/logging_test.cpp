@@ -31,9 +31,7 @@ class LoggingDeathTest : public BoardTest {
 
   int broken() { return GPUManagerInit(write("broken", "{").c_str(), "", ""); }
   static std::string line() {
-    return "[]E" + path("broken") +
-           ":1:2: not JSON: object key - unexpected end of input; "
-           "expected string literal\n";
+    return "[]E" + path("broken") + ":1:2: not JSON: unexpected end of file\n";
   }
 };
 
@@ -204,6 +202,25 @@ TEST_F(LoggingDeathTest, TheLogIsNoOtherFile) {
                 manifest + ": is the log; the manifest needs a file of its own\n" + refusal +
                 path("log") + "' is the log; the journal needs a file of its own\n" + refusal +
                 path("out") + "' is standard output; the journal needs a file of its own\n");
+}
+
+TEST_F(LoggingDeathTest, AMessageIsWholeAndHoldsNothingThatControlsATerminal) {
+  const std::string name(254, 'x');
+  EXPECT_EXIT(logged([&] {
+                GPUManagerInit(write("csi",
+                                     "\xc2\x9b"
+                                     "31m")
+                                   .c_str(),
+                               "", "");
+                std::string twins = "{\"a\": 1, \"a\": 2}";
+                for (int i = 0; i < 9; ++i) twins = "{\"" + name + "\": " + twins + '}';
+                GPUManagerInit(write("twins", twins).c_str(), "", "");
+              }),
+              testing::ExitedWithCode(0), "");
+  std::string pointer;
+  for (int i = 0; i < 9; ++i) pointer += '/' + name;
+  EXPECT_EQ(lines("err"), "[]E" + path("csi") + ":1:1: not JSON: unexpected '?31m'\n" + "[]E" +
+                              path("twins") + ":1:2341: " + pointer + "/a: duplicate key\n");
 }
 
 TEST_F(LoggingDeathTest, LevelsFilter) {

@@ -76,10 +76,10 @@ TEST(Profile, ASnapshotIsTakenEachSecondUnlessItSaysOtherwise) {
 }
 
 TEST(Profile, RejectionsNameThePlaceAndTheReason) {
-  EXPECT_EQ(profileRejection(R"({"journal": "a\u0001b"})"),
-            "f:1:13: /journal: the text contains a control character");
-  EXPECT_EQ(profileRejection(R"({"journal": "a\u007fb"})"),
-            "f:1:13: /journal: the text contains a control character");
+  for (const char* control : {"\\u0001", "\\u007f", "\\u009b", "\xc2\x9b", "\\u202e"}) {
+    EXPECT_EQ(profileRejection("{\"journal\": \"a" + std::string(control) + "b\"}"),
+              "f:1:13: /journal: the text contains a control character");
+  }
   EXPECT_EQ(profileRejection(R"({"seed": -1})"),
             "f:1:10: /seed: -1 is not in 0..9223372036854775807");
   EXPECT_EQ(profileRejection(R"({"clock": {}})"), "f:1:11: /clock: the key 'mode' is missing");
