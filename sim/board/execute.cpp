@@ -120,9 +120,9 @@ Time Board::latencyOf(const Call& call) const {
   return touchesDevice(call) ? latency_[static_cast<std::size_t>(call.device->kind)] : 0;
 }
 
-/// Whether the device can answer at `now`; `when` becomes the moment whose values the call sees.
+/// Whether the device can answer at `now`; `when`, the moment whose values the call sees, becomes
+/// that of the snapshot if the call reads it.
 int Board::resolveReadTime(const Call& call, Time now, Time& when) const {
-  when = now;
   if (!call.device) return kOk;
   if (call.operation == Operation::get && call.accessMode == 0) {
     const std::optional<Time> taken = snapshot_.takenAt(now);

@@ -68,8 +68,8 @@ struct Integral {
   Fixed scale = kOne;
 };
 struct Page {
-  std::size_t record = 0;
-  int page = 0;
+  std::size_t record;
+  int page;
 };
 using Model = std::variant<Constant, Serial, Counter, RandomWalk, Aggregate, Integral, Page>;
 

@@ -1,9 +1,19 @@
 #include <gtest/gtest.h>
 
+#include "sim/config/fields.h"
 #include "tests/sim/rejections.h"
 
 namespace sim {
 namespace {
+
+TEST(Suggestion, IsTheWordWithTheFewestChanges) {
+  const std::string_view words[] = {"xabc", "abcx", "bcd", "abxcd"};
+  EXPECT_EQ(suggestion("abcy", words), "; did you mean 'abcx'?") << "one is replaced";
+  EXPECT_EQ(suggestion("bcdx", words), "; did you mean 'bcd'?") << "one is too many";
+  EXPECT_EQ(suggestion("abxc", words), "; did you mean 'abxcd'?") << "one is missing";
+  EXPECT_EQ(suggestion("bxcc", words), "; did you mean 'bcd'?") << "the first of two";
+  EXPECT_EQ(suggestion("yyxc", words), "") << "three changes are too many";
+}
 
 TEST(Manifest, RejectionsNameThePlaceAndTheReason) {
   EXPECT_EQ(manifestRejection("[]"), "m.json:1:1: expected an object, found an array");

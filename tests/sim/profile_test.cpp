@@ -68,6 +68,10 @@ TEST(Profile, TakesTheLimitsThemselves) {
             "accepted");
   EXPECT_EQ(faultRejection(R"("code": 1, "probability": 0)"), "accepted");
   EXPECT_EQ(faultRejection(R"("code": 1, "probability": 1)"), "accepted");
+  for (const char* beyond : {"-0.000001", "1.000001"}) {
+    EXPECT_EQ(faultRejection(R"("code": 1, "probability": )" + std::string(beyond)),
+              "f:1:40: /faults/0/probability: not in 0..1");
+  }
 }
 
 TEST(Profile, ASnapshotIsTakenEachSecondUnlessItSaysOtherwise) {
