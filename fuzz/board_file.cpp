@@ -1,10 +1,20 @@
 #include "fuzz/board_file.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
+#include <string_view>
+#include <utility>
+
+#include "fuzz/costs.h"
+#include "sim/base/text.h"
 
 namespace fuzz {
 namespace {
+
+/// What reading may cost. The fixed part is for the built-in properties that most boards have.
+constexpr Bound kPeakBytes{256U << 10U, 100};
+constexpr Bound kAllocatedBytes{512U << 10U, 200};
 
 /// Time stands still for the calls of one moment, and what hangs is stopped at once.
 class Moment : public sim::Waiter {
@@ -61,9 +71,25 @@ void usePostbox(sim::Board& board, sim::Device device, Moment& moment) {
 
 }  // namespace
 
-void runBoard(sim::Topology topology, sim::PropertyDb properties, sim::Profile profile) {
+void readBoardFile(const std::uint8_t* data, std::size_t size,
+                   const std::function<BoardFiles(const sim::Node&)>& read) {
+  const Costs costs;
+  std::optional<BoardFiles> files;
+  try {
+    files = read(sim::parseJson({reinterpret_cast<const char*>(data), size}, "file"));
+  } catch (const sim::FileError& error) {
+    const std::string_view why = error.what();
+    expectEqual("start of the rejection", "file:", why.substr(0, 5));
+    expectEqual("what is not printable in the rejection", why, sim::printable(why));
+  }
+  costs.check(size, kPeakBytes, kAllocatedBytes);
+  if (files) runBoard(std::move(*files));
+}
+
+void runBoard(BoardFiles files) {
   static const char* const kSubscribed[] = {"GPUGetPowerConsumptionV2", "GPUGetVendorIdV2"};
-  sim::Board board(std::move(topology), std::move(properties), std::move(profile));
+  sim::Board board(std::move(files.topology), std::move(files.properties),
+                   std::move(files.profile));
   for (const sim::Time now :
        {sim::Time{0}, sim::kMillisecond, 2 * sim::kSecond + 1, 120 * sim::kSecond}) {
     board.advance(now);

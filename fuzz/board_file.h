@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string_view>
+#include <functional>
 
 #include "fuzz/target.h"
 #include "sim/board/board.h"
@@ -9,20 +9,21 @@
 
 namespace fuzz {
 
-/// Reads one file of the simulated board. It is accepted, or rejected in one line that names it.
-template <typename Read>
-void readBoardFile(const std::uint8_t* data, std::size_t size, Read read) {
-  try {
-    read(sim::parseJson({reinterpret_cast<const char*>(data), size}, "file"));
-  } catch (const sim::FileError& error) {
-    const std::string_view why = error.what();
-    expectEqual("start of the rejection", "file:", why.substr(0, 5));
-    expectEqual("line breaks in the rejection", "", why.find('\n') == why.npos ? "" : why);
-  }
-}
+/// What the files of a board say.
+struct BoardFiles {
+  sim::Topology topology;
+  sim::PropertyDb properties;
+  sim::Profile profile;
+};
 
 /// Runs a board for two minutes: its first and last devices are read and written, subscribed to and
 /// asked through their postboxes, and the faults of the profile happen.
-void runBoard(sim::Topology topology, sim::PropertyDb properties, sim::Profile profile);
+void runBoard(BoardFiles files);
+
+/// Reads one file of the simulated board with `read`, which adds what the other files say. The file
+/// is accepted and its board run, or it is rejected in one line that names it. Reading takes memory
+/// in proportion to its size.
+void readBoardFile(const std::uint8_t* data, std::size_t size,
+                   const std::function<BoardFiles(const sim::Node&)>& read);
 
 }  // namespace fuzz

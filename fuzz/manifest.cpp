@@ -5,7 +5,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Document builtin = sim::parseJson(sim::kBuiltinProperties, "builtin");
   fuzz::readBoardFile(data, size, [](const sim::Node& manifest) {
     const sim::Topology board = sim::readTopology(manifest);
-    fuzz::runBoard(board, sim::readProperties(builtin, builtin, manifest, board), sim::Profile());
+    return fuzz::BoardFiles{board, sim::readProperties(builtin, builtin, manifest, board), {}};
   });
   return 0;
 }

@@ -7,7 +7,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Topology board = sim::readTopology(manifest);
   static const sim::PropertyDb properties = sim::readProperties(builtin, builtin, manifest, board);
   fuzz::readBoardFile(data, size, [](const sim::Node& document) {
-    fuzz::runBoard(board, properties, sim::readProfile(document, board, properties));
+    return fuzz::BoardFiles{board, properties, sim::readProfile(document, board, properties)};
   });
   return 0;
 }

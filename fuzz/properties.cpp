@@ -6,7 +6,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const sim::Document manifest = sim::parseJson(sim::kBuiltinManifest, "builtin");
   static const sim::Topology board = sim::readTopology(manifest);
   fuzz::readBoardFile(data, size, [](const sim::Node& document) {
-    fuzz::runBoard(board, sim::readProperties(document, builtin, manifest, board), sim::Profile());
+    return fuzz::BoardFiles{board, sim::readProperties(document, builtin, manifest, board), {}};
   });
   return 0;
 }
