@@ -46,6 +46,7 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
   const std::string at = "p.json:1:26: /properties/gpu.x: ";
   EXPECT_EQ(propertyRejection("true"), at + "expected a number, found true or false");
   for (const char* number : {"1e3", "9000000000001", "0.1234567"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(propertyRejection(number),
               at + number +
                   " is not a plain number from -9000000000000 to 9000000000000 with at "

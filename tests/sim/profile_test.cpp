@@ -69,6 +69,7 @@ TEST(Profile, TakesTheLimitsThemselves) {
   EXPECT_EQ(faultRejection(R"("code": 1, "probability": 0)"), "accepted");
   EXPECT_EQ(faultRejection(R"("code": 1, "probability": 1)"), "accepted");
   for (const char* beyond : {"-0.000001", "1.000001"}) {
+    SCOPED_TRACE(beyond);
     EXPECT_EQ(faultRejection(R"("code": 1, "probability": )" + std::string(beyond)),
               "f:1:40: /faults/0/probability: not in 0..1");
   }
@@ -81,6 +82,7 @@ TEST(Profile, ASnapshotIsTakenEachSecondUnlessItSaysOtherwise) {
 
 TEST(Profile, RejectionsNameThePlaceAndTheReason) {
   for (const char* control : {"\\u0001", "\\u007f", "\\u009b", "\xc2\x9b", "\\u202e"}) {
+    SCOPED_TRACE(control);
     EXPECT_EQ(profileRejection("{\"journal\": \"a" + std::string(control) + "b\"}"),
               "f:1:13: /journal: the text contains a control character");
   }

@@ -20,8 +20,9 @@ TEST(Text, NothingThatControlsATerminalIsPrinted) {
                   "\xe2\x80\xa7??\xe2\x80\xaf"sv),
         std::pair("\xd8\x9c\xe2\x80\x8f\xe2\x81\xa6"sv, "???"sv),
         std::pair("\xf0\x9f\x99\x82\xf4\x8f\xbf\xbf"sv, "\xf0\x9f\x99\x82\xf4\x8f\xbf\xbf"sv)}) {
+    SCOPED_TRACE(shown);
     EXPECT_EQ(printable(text), shown);
-    EXPECT_EQ(isPrintable(text), text == shown) << shown;
+    EXPECT_EQ(isPrintable(text), text == shown);
   }
 }
 
@@ -38,8 +39,9 @@ TEST(Text, WhatIsNotUtf8IsNotPrinted) {
         std::pair("\xc1\xbf"sv, "??"sv), std::pair("\xe0\x9f\xbf"sv, "???"sv),
         std::pair("\xf0\x8f\xbf\xbf"sv, "????"sv), std::pair("\xed\xa0\x80"sv, "?"sv),
         std::pair("\xf4\x90\x80\x80"sv, "????"sv)}) {
+    SCOPED_TRACE(shown);
     EXPECT_EQ(printable(text), shown);
-    EXPECT_FALSE(isPrintable(text)) << shown;
+    EXPECT_FALSE(isPrintable(text));
   }
 }
 
