@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -17,7 +19,13 @@ struct Argument {
   Kind kind = Kind::number;
   std::int64_t number = 0;
   const void* place = nullptr;  ///< The object or the buffer; null for a null pointer.
-  std::int64_t size = 0;        ///< Of a buffer.
+  std::int64_t size = 0;        ///< Of a buffer; -1: it ends with a NUL.
+
+  /// What the library fills, which the caller passed without `const`.
+  template <class T>
+  [[nodiscard]] T* output() const {
+    return static_cast<T*>(const_cast<void*>(place));
+  }
 };
 
 template <class T>
@@ -28,7 +36,7 @@ Argument argumentOf(T& value) {
     static_assert(std::is_integral_v<Plain>);
     return {kKind, static_cast<std::int64_t>(value), nullptr, 0};
   } else if constexpr (std::is_pointer_v<Plain>) {
-    return {kKind, 0, value, 0};
+    return {kKind, 0, value, -1};
   } else if constexpr (std::is_same_v<Plain, const std::string>) {
     return {kKind, 0, value.data(), static_cast<std::int64_t>(value.size())};
   } else {

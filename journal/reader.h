@@ -13,6 +13,7 @@
 namespace journal {
 
 inline constexpr std::size_t kMaxLines = 1'000'000;
+inline constexpr std::size_t kMaxFileSize = std::size_t{1} << 30U;
 inline constexpr std::size_t kMaxNesting = 4;
 inline constexpr std::size_t kMaxItems = std::size_t{1} << 20U;  ///< Of one list.
 inline constexpr std::size_t kMaxMembers = 64;                   ///< Of one object.
@@ -51,6 +52,7 @@ class Reader {
   std::string file_;
   std::string line_;
   std::size_t number_ = 0;
+  std::size_t size_ = 0;  ///< Of what has been read.
   std::optional<std::size_t> cutAt_;
   int version_ = 0;
   std::int64_t calls_ = 0;  ///< Of a journal that does not number them.

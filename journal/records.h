@@ -55,7 +55,7 @@ struct Update {
   std::string api;
   std::int64_t registration = 0;  ///< The number of the call that registered the callback.
   std::int64_t id = 0;            ///< What the callback got.
-  std::int64_t sequence = 0;
+  std::uint64_t sequence = 0;
   std::int64_t after = 0;  ///< The number of the latest call that had been entered.
   bool during = false;     ///< That call had not returned.
   std::size_t line = 0;
