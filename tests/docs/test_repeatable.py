@@ -4,11 +4,13 @@ The golden files are what tests/golden/repeatable/ says; write them anew with
 BOARDCTL_WRITE_GOLDEN=1 in the environment.
 """
 
+import json
 import os
 import pathlib
 import shlex
 import subprocess
 
+import jsonschema
 from limits import HANG
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -17,7 +19,7 @@ PROGRAM = [*shlex.split(os.environ.get("BOARDCTL_EMULATOR", "")), os.environ["BO
 
 
 def session(folder):
-    """What a session prints, and the journal without the line that names the files."""
+    """What a session prints, and the journal without the lines that name files of this machine."""
     done = subprocess.run(
         [
             *PROGRAM,
@@ -36,7 +38,12 @@ def session(folder):
     )
     assert done.stderr == ""
     journal = (folder / "calls.jsonl").read_text().splitlines(keepends=True)
-    assert '"call":"GPUManagerInit"' in journal.pop(1)
+    schema = json.loads((ROOT / "schemas/journal.schema.json").read_text())
+    validator = jsonschema.Draft202012Validator(schema)
+    for line in journal:
+        validator.validate(json.loads(line))
+    assert journal.pop(0).startswith('{"journal":2,"seed":2026,"clock":"stepped",')
+    assert '"call":"GPUManagerInit"' in journal.pop(0)
     return done.stdout, "".join(journal)
 
 
