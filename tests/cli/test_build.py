@@ -30,6 +30,7 @@ INCLUDES = {
     },
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
     "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
+    "tools/boardctl-export": {"tools/boardctl-export", "journal", "devmgr"},
 }
 
 

@@ -1,4 +1,5 @@
-"""The stripped program and its memory stay within a budget, kept in tests/data/size_budget.json.
+"""The stripped programs, and the memory of boardctl, stay within a budget, kept in
+tests/data/size_budget.json.
 
 Memory is limited over a library that holds nothing, and natively: an emulator's own memory would
 hide the program's. What is limited is memory for data, since how much of the system's libraries is
@@ -7,6 +8,7 @@ mapped depends on what the page cache holds.
 
 import json
 import os
+import pathlib
 import platform
 import resource
 import subprocess
@@ -15,6 +17,7 @@ import pytest
 from built_program import BOARDCTL, EMULATOR, ROOT
 
 BUDGET = json.loads((ROOT / "tests/data/size_budget.json").read_text())
+BUILD = pathlib.Path(os.environ["BOARDCTL_BUILD"])
 EMPTY_LIBRARY = os.environ["BOARDCTL_EMPTY_LIBRARY"]
 ALLOWED = 1.05
 
@@ -25,12 +28,14 @@ def within(name, measured, budget):
 
 
 @pytest.mark.skipif(not EMULATOR, reason="the budget is for the controller's build")
-def test_the_shipped_program_is_small(tmp_path):
-    stripped = tmp_path / "boardctl"
-    subprocess.run(["arm-linux-gnueabihf-strip", "-o", stripped, BOARDCTL], check=True)
+@pytest.mark.parametrize("program", BUDGET["armhf"])
+def test_the_shipped_programs_are_small(tmp_path, program):
+    stripped = tmp_path / program
+    built = BUILD / "tools" / program / program
+    subprocess.run(["arm-linux-gnueabihf-strip", "-o", stripped, built], check=True)
     sizes = subprocess.run(["size", stripped], capture_output=True, text=True, check=True).stdout
-    within("text", int(sizes.splitlines()[1].split()[0]), BUDGET["armhf"]["text"])
-    within("file", stripped.stat().st_size, BUDGET["armhf"]["file"])
+    within("text", int(sizes.splitlines()[1].split()[0]), BUDGET["armhf"][program]["text"])
+    within("file", stripped.stat().st_size, BUDGET["armhf"][program]["file"])
 
 
 def run_with(kib, *words):

@@ -34,14 +34,21 @@ def install(tmp_path):
 def test_the_tool(install):
     assert install("tool") == {
         "bin/boardctl",
+        "bin/boardctl-export",
         "bin/boardctl-report",
         "bin/boardctl-shell",
+        "lib/systemd/system/boardctl-export-once.service",
+        "lib/systemd/system/boardctl-export-once.timer",
+        "lib/systemd/system/boardctl-export.service",
         "share/bash-completion/completions/boardctl",
+        "share/bash-completion/completions/boardctl-export",
         "share/man/man1/boardctl.1",
+        "share/man/man1/boardctl-export.1",
         "share/man/man1/boardctl-report.1",
         "share/man/man1/boardctl-shell.1",
         "share/rlwrap/completions/boardctl",
         "share/zsh/site-functions/_boardctl",
+        "share/zsh/site-functions/_boardctl-export",
     }
 
 
