@@ -190,3 +190,11 @@ def test_the_library_cannot_print_into_the_output(stub):
     done = stub(fault="init print")
     assert len(up(samples(done.stdout))) == 8
     assert done.stderr == "printed by the library\n"
+
+
+def test_more_than_the_memory_of_both_processes_holds(stub):
+    long = "x" * 10239
+    stub.has({f"gpu.{i}": long for i in range(300)})
+    devices = parsed(stub("--format", "json", devices="gpu:0-2").stdout)["devices"]
+    assert [len(device["properties"]) for device in devices] == [300] * 3
+    assert all(a == {"text": long} for d in devices for a in d["properties"].values())

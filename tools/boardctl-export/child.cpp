@@ -120,19 +120,21 @@ class Child {
     text = text.substr(0, kLongestText);
     const Frame frame = {
         .what = what, .code = code, .size = static_cast<std::uint32_t>(text.size())};
-    if (written_ + sizeof frame + text.size() > Shared::kSize) {
+    // The program sets it back when it has taken everything and before it asks again.
+    std::size_t written = shared_.written.load(std::memory_order_acquire);
+    if (written + sizeof frame + text.size() > Shared::kSize) {
       notify(kFull);
       for (auto request = receive(); request != kGoOn; request = receive()) {
         if (!request) _exit(1);
         waiting_.push_back(*request);
       }
-      written_ = 0;
+      written = 0;
     }
-    char* const place = shared_.frames.data() + written_;
+    char* const place = shared_.frames.data() + written;
     std::memcpy(place, &frame, sizeof frame);
     if (!text.empty()) std::memcpy(place + sizeof frame, text.data(), text.size());
-    written_ += sizeof frame + text.size();
-    shared_.written.store(static_cast<std::uint32_t>(written_), std::memory_order_release);
+    written += sizeof frame + text.size();
+    shared_.written.store(static_cast<std::uint32_t>(written), std::memory_order_release);
   }
 
   void notify(char note) {
@@ -143,15 +145,12 @@ class Child {
 
   /// Nothing when the program has closed its end.
   std::optional<Request> nextRequest() {
-    int pending = 0;
-    if (waiting_.empty() && ioctl(socket_, FIONREAD, &pending) == 0 && pending == 0) {
-      // All requests have been answered; with the next one, the program empties the memory.
-      notify(kLook);
-      const auto request = receive();
-      written_ = 0;
-      return request;
+    if (waiting_.empty()) {
+      int pending = 0;
+      // Before it waits, since the program looks seldom unless it is told.
+      if (ioctl(socket_, FIONREAD, &pending) == 0 && pending == 0) notify(kLook);
+      return receive();
     }
-    if (waiting_.empty()) return receive();
     const Request request = waiting_.front();
     waiting_.pop_front();
     return request;
@@ -175,7 +174,6 @@ class Child {
   const Settings& settings_;
   Shared& shared_;
   int socket_;
-  std::size_t written_ = 0;
   std::deque<Request> waiting_;
   void* library_ = nullptr;
   decltype(&GPUManagerInit) init_ = nullptr;
