@@ -1,7 +1,6 @@
 #include "sim/config/fields.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
 
 #include "devmgr/properties.h"
@@ -28,8 +27,17 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
+constexpr std::size_t kShown = 60;
+
+std::string cut(std::string_view number) {
+  return std::string(number.substr(0, kShown)) + (number.size() > kShown ? "..." : "");
+}
+
+[[noreturn]] void rejectRange(const Node& node, std::int64_t low, std::int64_t high) {
+  node.reject(cut(node.text) + " is not in " + std::to_string(low) + ".." + std::to_string(high));
+}
+
 std::string quote(std::string_view text) {
-  constexpr std::size_t kShown = 60;
   std::string quoted = "'";
   for (const char c : text.substr(0, kShown)) {
     quoted += c >= 0x20 && c < 0x7f ? c : '?';
@@ -60,26 +68,23 @@ std::string_view textOf(const Node& node) {
 }
 
 std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high) {
-  const std::string_view text = require(node, JsonType::number).text;
-  std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool whole = end == text.data() + text.size();
-  if (!whole) node.reject("expected a whole number, found " + std::string(text));
-  if (error != std::errc() || value < low || value > high) {
-    node.reject(std::string(text) + " is not in " + std::to_string(low) + ".." +
-                std::to_string(high));
-  }
-  return value;
+  const Spelled number = parseNumber(require(node, JsonType::number).text);
+  if (!number.isMultipleOf(0)) node.reject("expected a whole number, found " + cut(node.text));
+  const std::optional<std::int64_t> value = number.inUnitsOf(0);
+  if (!value || *value < low || *value > high) rejectRange(node, low, high);
+  return *value;
 }
 
 Decimal decimalOf(const Node& node) {
-  const std::string_view text = require(node, JsonType::number).text;
-  const std::optional<Decimal> value = parseDecimal(text);
-  if (!value) {
-    node.reject(std::string(text) +
-                " is not a plain number of at most 13 digits and 6 more after the point");
+  const Spelled number = parseNumber(require(node, JsonType::number).text);
+  if (number.precision > kMaxPrecision) {
+    node.reject(cut(node.text) + " has more than 6 digits after the point");
   }
-  return *value;
+  const std::optional<Fixed> value = number.inUnitsOf(-kMaxPrecision);
+  if (!value || *value < -kMaxWhole * kOne || *value > kMaxWhole * kOne) {
+    rejectRange(node, -kMaxWhole, kMaxWhole);
+  }
+  return {*value, static_cast<int>(number.precision)};
 }
 
 Time timeOf(const Node& node, std::int64_t lowMs, std::int64_t highMs) {

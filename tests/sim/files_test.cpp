@@ -166,8 +166,18 @@ TEST(Manifest, RejectionsNameThePlaceAndTheReason) {
             "m.json:1:35: /devices/gpu: 256 is not in 0..255");
   EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": -1}})"),
             "m.json:1:35: /devices/gpu: -1 is not in 0..255");
-  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": 1.0}})"),
-            "m.json:1:35: /devices/gpu: expected a whole number, found 1.0");
+  EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": 1.5}})"),
+            "m.json:1:35: /devices/gpu: expected a whole number, found 1.5");
+  for (const char* number : {"2.0", "2e0", "200E-2", "255", "2.55e+2"}) {
+    EXPECT_EQ(
+        manifestRejection(R"({"board": "b", "devices": {"gpu": )" + std::string(number) + "}}"),
+        "accepted");
+  }
+  for (const char* number : {"256.0", "2.56e2", "1e300", "-1e0"}) {
+    EXPECT_EQ(
+        manifestRejection(R"({"board": "b", "devices": {"gpu": )" + std::string(number) + "}}"),
+        "m.json:1:35: /devices/gpu: " + std::string(number) + " is not in 0..255");
+  }
   EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpus": 8}})"),
             "m.json:1:36: /devices/gpus: unknown key 'gpus'; did you mean 'gpu'?");
   EXPECT_EQ(manifestRejection(R"({"board": "b", "device": {}})"),
@@ -186,8 +196,17 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
             "p.json:1:13: /extends: 'builtn' is not a database to extend; did you mean 'builtin'?");
   const std::string at = "p.json:1:26: /properties/gpu.x: ";
   EXPECT_EQ(propertyRejection("true"), at + "expected a number, found true or false");
-  EXPECT_EQ(propertyRejection("1e3"), at + "1e3 is not a plain number of at most 13 digits and 6 "
-                                           "more after the point");
+  for (const char* number : {"1e3", "2.5E-3", "1e-6", "9000000000000", "-9000000000000.000000"}) {
+    EXPECT_EQ(propertyRejection(number), "accepted");
+  }
+  for (const char* number : {"0.0000001", "1e-7", "1.0000000"}) {
+    EXPECT_EQ(propertyRejection(number), at + number + " has more than 6 digits after the point");
+  }
+  for (const char* number : {"9000000000000.000001", "-9000000000001", "1e13", "1e300"}) {
+    EXPECT_EQ(propertyRejection(number), at + number + " is not in -9000000000000..9000000000000");
+  }
+  EXPECT_EQ(propertyRejection(std::string(70, '9')),
+            at + std::string(60, '9') + "... is not in -9000000000000..9000000000000");
   EXPECT_EQ(propertyRejection(R"({"unit": "W"})"),
             at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
                  "missing");

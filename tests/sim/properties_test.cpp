@@ -23,13 +23,15 @@ std::string read(const BoardState& state, std::string_view name, int device, Tim
 TEST(Values, ConstantsPrintAsTheyAreWritten) {
   const BoardState state = makeState(R"({"properties": {
     "gpu.text": "Valdor", "gpu.empty": "", "gpu.whole": 42, "gpu.real": -1.50,
-    "gpu.hex": {"value": 4660, "hex": 6},
+    "gpu.exponents": {"page": 0, "of": "r"}, "gpu.hex": {"value": 4660, "hex": 6},
     "gpu.enum": {"value": 1, "names": ["off", "on"]},
-    "gpu.serial": {"serial": "SN-####-A", "first": 99}}})");
+    "gpu.serial": {"serial": "SN-####-A", "first": 99}},
+    "records": {"r": {"entriesPerPage": 9, "entries": [1e3, 2.5E-3, -1.50e0, 1.0e1, 0e5]}}})");
   EXPECT_EQ(read(state, "gpu.text", 0, 0), "Valdor");
   EXPECT_EQ(read(state, "gpu.empty", 0, 0), "");
   EXPECT_EQ(read(state, "gpu.whole", 2, kSecond), "42");
   EXPECT_EQ(read(state, "gpu.real", 0, 0), "-1.50");
+  EXPECT_EQ(read(state, "gpu.exponents", 0, 0), "1000 0.0025 -1.5 10 0");
   EXPECT_EQ(read(state, "gpu.hex", 0, 0), "0x001234");
   EXPECT_EQ(read(state, "gpu.enum", 0, 0), "on");
   EXPECT_EQ(read(state, "gpu.serial", 0, 0), "SN-0099-A");
