@@ -258,9 +258,9 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
             "define a property instead");
 }
 
-/// A properties file in which each of `length` properties is `times` the next one.
-std::string chain(int length, int times, bool forwards) {
-  std::string text = R"({"properties": {"gpu.end": 1)";
+/// Properties, each of which is `times` the next one.
+std::string chainOf(int length, int times, bool forwards = true) {
+  std::string text = R"("gpu.end": 1)";
   for (int i = 0; i < length; ++i) {
     const int number = forwards ? i : length - 1 - i;
     const std::string next =
@@ -269,7 +269,11 @@ std::string chain(int length, int times, bool forwards) {
     for (int j = 1; j < times; ++j) text += ',' + next;
     text += "]}";
   }
-  return text + "}}";
+  return text;
+}
+
+std::string chain(int length, int times, bool forwards) {
+  return "{\"properties\": {" + chainOf(length, times, forwards) + "}}";
 }
 
 TEST(Properties, AnIntegralNeedsItsSourceOncePerSecondOfAMinute) {
@@ -326,6 +330,53 @@ TEST(Properties, OnlyNumbersCanBeComputedWith) {
                                 R"("gpu1": {"properties": {"gpu.y": "n/a"}}}})"),
             "m.json:1:86: /overrides/gpu1/properties/gpu.y: expected a number, since 'hsc.x' is "
             "computed from it");
+}
+
+TEST(Properties, TheNameAndTheDeviceAgree) {
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "device": "gpu"})"), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "device": "hsc"})"),
+            "p.json:1:49: /properties/gpu.x/device: the name makes it a property of gpu");
+  EXPECT_EQ(propertiesRejection(R"({"properties": {"own": {"value": 1, "device": "hsc"}}})"),
+            "accepted");
+  EXPECT_EQ(propertiesRejection(R"({"extends": "builtin", "properties": {
+    "KORSwitchGetKORLinksAggregateTxThroughputWithProtocol": {"value": 1, "device": "hsc"},
+    "hsc.x": {"sum": "KORSwitchGetKORLinksAggregateTxThroughputWithProtocol"},
+    "hsc.y": {"integral": "KORSwitchGetKORLinksAggregateTxThroughputWithProtocol"}}})"),
+            "accepted")
+      << "an entry that takes the place of another has its own kind";
+}
+
+TEST(Properties, ARejectionOfADevicesOwnValueNamesItsPlaceInTheManifest) {
+  const auto rejection = [](const std::string& value, const std::string& properties) {
+    return propertiesRejection("{\"properties\": {" + properties + "}}",
+                               R"({"board": "b", "devices": {"gpu": 2},
+      "overrides": {"gpu1": {"properties": {"gpu.x": )" +
+                                   value + "}}}}");
+  };
+  const std::string at = "m.json:2:54: /overrides/gpu1/properties/gpu.x";
+  const std::string x = R"("gpu.x": 1, )";
+  const std::string tooMany = ": the value depends on more than 100000 others";
+  for (const auto& [value, properties, why] : std::initializer_list<std::array<std::string, 3>>{
+           {"1e-7", x + "\"hsc.y\": 1", ": 1e-7 has more than 6 digits after the point"},
+           {"true", x + "\"hsc.y\": 1", ": expected a number, found true or false"},
+           {R"({"sum": "gpu.x"})", x + "\"hsc.y\": 1", ": the value is computed from itself"},
+           {R"({"sum": "gpu.y"})", R"("gpu.y": {"sum": "gpu.x"}, "gpu.x": 1)",
+            ": the value is computed from itself"},
+           {R"({"integral": "hsc.y"})", x + "\"hsc.y\": 1",
+            ": an integral needs a property of the same device"},
+           {R"({"integral": "gpu.y"})", x + R"("gpu.y": {"integral": "gpu.z"}, "gpu.z": 1)",
+            ": an integral cannot be computed from another one"},
+           {R"({"sum": "gpu.y"})", x + "\"gpu.y\": \"\"",
+            ": 'gpu.y' is a text; a value can be computed from numbers only"},
+           {R"({"sum": "gpu.0"})", x + chainOf(101, 1),
+            ": the value depends on a chain of more than 100 others"},
+           {R"({"sum": "gpu.0"})", chainOf(100, 1) + R"(, "gpu.x": 1)",
+            ": the value depends on a chain of more than 100 others"},
+           {R"({"sum": ["gpu.0", "gpu.0"]})", chainOf(1, 50'000) + R"(, "gpu.x": 1)", tooMany}}) {
+    SCOPED_TRACE(value + " with " + properties.substr(0, 60));
+    EXPECT_EQ(rejection(value, properties), at + why);
+  }
+  EXPECT_EQ(rejection("1", R"("gpu.y": 1)"), at + ": 'gpu.x' is not a property of gpu1");
 }
 
 TEST(Properties, AnEnumerationBeginsWithOneOfItsNames) {
