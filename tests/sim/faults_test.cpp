@@ -194,6 +194,33 @@ TEST_F(Faults, ADelayOfTheInitialisationIsNoPartOfTheRun) {
   EXPECT_EQ(get(0, kPower), "9");
 }
 
+TEST_F(Faults, AllDevicesAreAllCalls) {
+  for (const char* device : {R"("device": "*", )", ""}) {
+    SCOPED_TRACE(device);
+    startWith("{" + std::string(device) + "\"times\": 3, \"code\": 40}");
+    bool running = true;
+    EXPECT_EQ(SnapShotRefreshStatus(&running), 40);
+    std::vector<std::string> names;
+    EXPECT_EQ(DeviceGetSupportedProperties(0, names, names), 40);
+    EXPECT_EQ(get(1, kName), "rc = 40");
+    EXPECT_EQ(get(1, kName), "0");
+    GPUManagerStop();
+  }
+}
+
+TEST_F(Faults, ADropOrAStormNeedsADevice) {
+  for (const char* effect : {"\"dropMs\": 1000", "\"storm\": 1"}) {
+    SCOPED_TRACE(effect);
+    startWith("{\"times\": 1, \"code\": 40, " + std::string(effect) + "}");
+    bool running = true;
+    EXPECT_EQ(SnapShotRefreshStatus(&running), 0);
+    std::vector<std::string> names;
+    EXPECT_EQ(DeviceGetSupportedProperties(0, names, names), 0);
+    EXPECT_EQ(get(1, kName), "rc = 40") << "its only time is not over yet";
+    GPUManagerStop();
+  }
+}
+
 TEST_F(Faults, ListsAndPostBoxesFailToo) {
   startWith(R"({"operation": "list", "code": 40}, {"operation": "rawSyncCmd", "code": 41},
                {"operation": "snapshot", "code": 42}, {"operation": "set_callback", "code": 43})");

@@ -135,6 +135,24 @@ TEST(Json, ATwinIsFoundAmongManyMembers) {
   }
 }
 
+TEST(Json, AnObjectHoldsSoManyMembersAndNoMore) {
+  const auto objectOf = [](int members) {
+    std::string text = R"({"o": {"m0": 0)";
+    for (int i = 1; i < members; ++i) text += ", \"m" + std::to_string(i) + "\": 0";
+    return text + "}}";
+  };
+  EXPECT_EQ(jsonRejection(objectOf(4096)), "accepted");
+  EXPECT_EQ(jsonRejection(objectOf(4097)), "f.json:1:7: /o: more than 4096 members");
+}
+
+TEST(Json, ValuesAreNestedSoDeepAndNoDeeper) {
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_EQ(jsonRejection(nested(32)), "accepted");
+  EXPECT_TRUE(jsonRejection(nested(33)).ends_with(": nested too deeply"));
+}
+
 TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);

@@ -148,6 +148,27 @@ VALUES = {
     "names": ["off", "on"], "access": "rw", "range": [0, 1], "unit": "W", "device": "gpu",
 }  # fmt: skip
 
+OPERATIONS = [
+    "init", "list", "get", "set", "clear", "snapshot", "set_callback", "raw", "rawSyncCmd",
+    "rawAsyncCmd", None,
+]  # fmt: skip
+SELECTORS = [
+    {"device": "*"}, {"device": "gpu0"}, {"device": "fpga*"}, {"device": "hsc*"},
+    {"property": "*"}, {"property": "*.*"}, {"accessMode": 0}, {"fromMs": 1}, {"untilMs": 1},
+    {"every": 2}, {"times": 1}, {"probability": 0},
+]  # fmt: skip
+EFFECTS = [
+    {}, {"code": 0}, {"delayMs": 1}, {"hang": True}, {"hang": False}, {"text": "empty"},
+    {"dropMs": 0}, {"storm": 1}, {"code": 0, "hang": False},
+]  # fmt: skip
+
+
+def faults():
+    for operation, effect in itertools.product(OPERATIONS, EFFECTS):
+        for selector in [{}, *SELECTORS]:
+            rule = {**selector, **effect}
+            yield {"operation": operation, **rule} if operation else rule
+
 
 def combinations(members, length):
     for count in range(1, length + 1):
@@ -172,7 +193,10 @@ def test_both_agree_on_every_combination_of_keys(tmp_path):
             {"board": "b", "devices": {"gpu": 2}, "overrides": {name: {"absent": False}}}
             for name in ("gpu0", "gpu1", "gpu01", "gpu", "gpu*", "*", "nic0")
         ],
-        "profile": [{"timeline": [{"atMs": 1, **event}]} for event in combinations(EVENTS, 4)],
+        "profile": [
+            *({"timeline": [{"atMs": 1, **event}]} for event in combinations(EVENTS, 4)),
+            *({"faults": [rule]} for rule in faults()),
+        ],
     }
     for kind, documents in cases.items():
         files = [tmp_path / f"{kind}{number}.json" for number in range(len(documents))]
