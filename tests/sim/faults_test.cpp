@@ -194,6 +194,28 @@ TEST_F(Faults, ADelayOfTheInitialisationIsNoPartOfTheRun) {
   EXPECT_EQ(get(0, kPower), "9");
 }
 
+TEST_F(Faults, AnEventSetsWhatCannotBeWritten) {
+  const char* const name = "gpu.thermal.temperature.primaryGPU.extendedPrecision";
+  start(R"("timeline": [{"atMs": 2000, "device": "gpu0", "value": 55,
+    "set": "gpu.thermal.temperature.primaryGPU.extendedPrecision"}])");
+  EXPECT_EQ(set(0, name, 5), sim::kNotWritable);
+  EXPECT_EQ(get(0, name), "55.0000");
+}
+
+TEST_F(Faults, AStormOfARawRequestHitsAllCallbacksOfTheDevice) {
+  startWith(R"({"operation": "raw", "device": "gpu1", "storm": 2})");
+  std::atomic<int> updates = 0;
+  for (const auto& [device, api] :
+       {std::pair(1, kApi), std::pair(1, "GPUGetSerialNumberV2"), std::pair(0, kApi)}) {
+    ASSERT_EQ(DeviceSetCallbackUpdateData(
+                  device, api, [&](auto...) { ++updates; }, -1, "", "", -1),
+              0);
+  }
+  std::vector<unsigned int> words;
+  EXPECT_EQ(TesselCmd(1, 1, 0, 0, {0, 0}, words, false), 0);
+  EXPECT_EQ(updates, 4);
+}
+
 TEST_F(Faults, AllDevicesAreAllCalls) {
   for (const char* device : {R"("device": "*", )", ""}) {
     SCOPED_TRACE(device);

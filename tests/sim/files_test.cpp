@@ -276,6 +276,12 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
             "define a property instead");
 }
 
+TEST(Properties, APageIsNoEntryOfARecord) {
+  EXPECT_EQ(propertiesRejection(R"({"records": {"r": {"entriesPerPage": 1, "entries":)"
+                                R"([{"page": 0, "of": "r"}]}}, "properties": {}})"),
+            "p.json:1:52: /records/r/entries/0: record entries cannot be pages");
+}
+
 /// Properties, each of which is `times` the next one.
 std::string chainOf(int length, int times, bool forwards = true) {
   std::string text = R"("gpu.end": 1)";

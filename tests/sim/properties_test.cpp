@@ -2,6 +2,7 @@
 
 #include "sim/board/state.h"
 #include "sim/config/readers.h"
+#include "sim/library/builtin.h"
 
 namespace sim {
 namespace {
@@ -97,6 +98,46 @@ TEST(Values, WalksStayInBoundsMoveAndRepeatWithTheSeed) {
   EXPECT_GT(highest, 70 * kOne);
 }
 
+TEST(Values, AWalkTurnsOncePerPeriodAndGoesStraightOn) {
+  const BoardState state = makeState(R"({"properties": {
+    "gpu.w": {"walk": [0, 1000], "periodMs": 4000}, "gpu.slow": {"walk": [0, 1000]}}})");
+  for (const auto& [name, period] : {std::pair("gpu.w", 4), std::pair("gpu.slow", 10)}) {
+    SCOPED_TRACE(name);
+    const PropertyIndex walk = *state.properties().find(name);
+    const auto at = [&](Time halfPeriods) {
+      return state.numberAt(walk, 1, halfPeriods * period * kSecond / 2);
+    };
+    for (Time turn = 0; turn < 20; turn += 2) {
+      EXPECT_EQ(at(turn + 1), at(turn) + (at(turn + 2) - at(turn)) / 2);
+      EXPECT_GT(std::abs(at(turn + 1) + at(turn + 3) - 2 * at(turn + 2)), 1) << "it turns";
+    }
+  }
+}
+
+TEST(Values, ARandomValueDependsOnNoOtherProperty) {
+  const BoardState alone = makeState(R"({"properties": {"gpu.w": {"walk": [0, 1000.000]}}})");
+  const BoardState among = makeState(R"({"properties": {
+    "hsc.w": {"walk": [0, 1000.000]}, "gpu.v": {"walk": [0, 1000.000]},
+    "gpu.w": {"walk": [0, 1000.000]}}})");
+  for (const int device : {0, 2}) {
+    EXPECT_EQ(read(alone, "gpu.w", device, 3 * kSecond), read(among, "gpu.w", device, 3 * kSecond));
+  }
+  EXPECT_NE(read(among, "gpu.v", 0, 3 * kSecond), read(among, "gpu.w", 0, 3 * kSecond));
+}
+
+TEST(Values, AFileMayExtendTheBuiltInDatabase) {
+  const Document builtin = parseJson(kBuiltinProperties, "b");
+  const Document manifest = parseJson(kBuiltinManifest, "m");
+  const Document document = parseJson(R"({"extends": "builtin", "properties": {
+    "gpu.pcie.maxWidth": 3, "gpu.own": 4}})",
+                                      "p");
+  const Topology topology = readTopology(manifest);
+  const BoardState state(readProperties(document, builtin, manifest, topology), topology, 1);
+  EXPECT_EQ(read(state, "gpu.pcie.maxWidth", 7, 0), "3");
+  EXPECT_EQ(read(state, "gpu.own", 7, 0), "4");
+  EXPECT_EQ(read(state, "gpu.inventory.gpuPartNumber", 7, 0), "VA-8041-B2");
+}
+
 TEST(Values, AWriteHoldsAWalkUntilItIsCleared) {
   BoardState state = makeState(R"({"properties": {"gpu.w": {"walk": [10, 90]}}})");
   const PropertyIndex w = *state.properties().find("gpu.w");
@@ -124,11 +165,12 @@ TEST(Values, SumsTakeEveryPresentDeviceOfAnotherKind) {
 TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
   const std::string file = R"({"properties": {"gpu.p": {"value": 300},
     "gpu.w": {"walk": [100, 500]},
-    "gpu.e": {"integral": "gpu.p", "precision": 1},
+    "gpu.e": {"integral": "gpu.p", "precision": 1}, "gpu.scaled": {"integral": "gpu.p", "scale": 2},
     "gpu.f": {"integral": "gpu.w", "scale": 0.001, "precision": 6}}})";
   BoardState often = makeState(file);
   BoardState once = makeState(file);
   EXPECT_EQ(read(often, "gpu.e", 0, 2 * kSecond + kSecond / 2), "750.0");
+  EXPECT_EQ(read(often, "gpu.scaled", 0, 2 * kSecond + kSecond / 2), "1500");
   for (Time time = 0; time < 100 * kSecond; time += 333'333) {
     read(often, "gpu.f", 1, time);
     often.compactHistory(time);
