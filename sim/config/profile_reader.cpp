@@ -72,7 +72,9 @@ Profile readProfile(const Node& document, const Topology& topology, const Proper
     readTime(*postbox, "selfTestMs", 1, profile.postbox.selfTest);
   }
   if (const Node* journal = document.find("journal")) profile.journal = textOf(*journal);
-  if (const Node* faults = document.find("faults")) profile.faults = readFaults(*faults, topology);
+  if (const Node* faults = document.find("faults")) {
+    profile.faults = readFaults(*faults, topology, properties);
+  }
   if (const Node* timeline = document.find("timeline")) {
     profile.timeline = readTimeline(*timeline, topology, properties);
   }

@@ -24,11 +24,15 @@ PropertyDb readProperties(const Node& document, const Node& builtin, const Node&
 
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties);
 
-/// Reads the "faults" array of a profile.
-std::vector<FaultRule> readFaults(const Node& node, const Topology& topology);
+/// Reads the "faults" array of a profile. Rejects rules that no call can ever match.
+std::vector<FaultRule> readFaults(const Node& node, const Topology& topology,
+                                  const PropertyDb& properties);
 
 /// Reads the "timeline" array of a profile.
 Timeline readTimeline(const Node& node, const Topology& topology, const PropertyDb& properties);
+
+/// Finds the property that a profile names.
+PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties);
 
 /// Finds the device of that name, which stands at `place`, among those of the board.
 Device deviceNamed(const Node& place, std::string_view name, const Topology& topology);

@@ -129,7 +129,7 @@ int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned 
     const unsigned int first = input.empty() ? 0 : input[0];
     const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
     const Result result = request(entry, Operation::rawAsyncCmd,
-                                  {{kind, deviceId}, opcode, 0, 0, first, 0, input}, wanted);
+                                  {{kind, deviceId}, opcode, 0, 0, first, 0, input, true}, wanted);
     const PostboxReply& reply = result.postbox;
     *output1 = reply.status;
     *output2 = reply.data;
