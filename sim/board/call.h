@@ -55,6 +55,7 @@ struct Call {
   std::optional<int> accessMode;  ///< For `get`: 0 reads the snapshot, 1 the device itself.
   std::int32_t value = 0;         ///< For `set`.
   UpdateCallback callback;        ///< For `setCallback`.
+  std::int64_t number = 0;        ///< In the journal.
   /// How much of the answer the caller has room for: bytes of a text with its NUL, or words of an
   /// asynchronous request. Without it, a list comes as names and not as a text.
   std::optional<std::size_t> room;

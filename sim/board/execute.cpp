@@ -203,7 +203,8 @@ int Board::subscribe(const Call& call, Time now) {
   if (now >= snapshot_.firstComplete()) {
     text = state_.textAt(*call.property, call.device->id, now);
   }
-  subscriptions_.add(*call.device, call.name, *call.property, call.callback, std::move(text));
+  subscriptions_.add(*call.device, call.name, *call.property, call.callback, std::move(text),
+                     call.number);
   return kOk;
 }
 

@@ -13,7 +13,8 @@ constexpr std::size_t kMaxPendingBytes = 64U << 20U;
 }  // namespace
 
 void Subscriptions::add(Device device, const std::string& apiName, PropertyIndex property,
-                        const UpdateCallback& callback, std::optional<std::string> text) {
+                        const UpdateCallback& callback, std::optional<std::string> text,
+                        std::int64_t registration) {
   auto shared = std::make_shared<const UpdateCallback>(callback);
   std::vector<std::size_t>& places = places_[{property, device.id}];
   const auto known = std::ranges::find_if(
@@ -21,10 +22,12 @@ void Subscriptions::add(Device device, const std::string& apiName, PropertyIndex
   if (known != places.end()) {
     subscriptions_[*known].callback = std::move(shared);
     subscriptions_[*known].text = std::move(text);
+    subscriptions_[*known].registration = registration;
     return;
   }
   places.reserve(places.size() + 1);
-  subscriptions_.push_back({device, apiName, property, std::move(shared), std::move(text)});
+  subscriptions_.push_back(
+      {device, apiName, property, std::move(shared), std::move(text), registration});
   places.push_back(subscriptions_.size() - 1);
 }
 
@@ -85,7 +88,7 @@ void Subscriptions::call(Subscription& subscription, const std::string& text, Ti
     return;
   }
   queue_.push_back({subscription.callback, subscription.device, subscription.apiName,
-                    subscription.property, text, sequence, time});
+                    subscription.property, text, sequence, time, subscription.registration});
   queuedBytes_ += text.size();
 }
 

@@ -24,6 +24,7 @@ struct Update {
   std::string text;
   std::uint64_t sequence = 0;
   Time time = 0;
+  std::int64_t registration = 0;
 };
 
 /// The registered callbacks, and which of them is to be called when.
@@ -39,9 +40,11 @@ struct Update {
 class Subscriptions {
  public:
   /// Adds a subscription. Another one for the same device and API name replaces the callback of the
-  /// first and keeps its place and its numbering.
+  /// first and keeps its place and its numbering. `registration`: what
+  /// its updates carry.
   void add(Device device, const std::string& apiName, PropertyIndex property,
-           const UpdateCallback& callback, std::optional<std::string> text);
+           const UpdateCallback& callback, std::optional<std::string> text,
+           std::int64_t registration = 0);
 
   [[nodiscard]] bool empty() const { return subscriptions_.empty(); }
 
@@ -73,6 +76,7 @@ class Subscriptions {
     PropertyIndex property = 0;
     std::shared_ptr<const UpdateCallback> callback;
     std::optional<std::string> text;
+    std::int64_t registration = 0;
     std::uint64_t sequence = 0;
     int losing = 0;
   };

@@ -1,67 +1,59 @@
 #include "sim/library/calls.h"
 
+#include <algorithm>
 #include <array>
 
 namespace sim {
 namespace {
 
-void addArguments(const Call& call, JsonLine& line) {
-  switch (call.operation) {
-    case Operation::init:
-    case Operation::snapshot:
-      break;
-    case Operation::list:
-      if (call.kind) line.add("kind", wordOf(*call.kind));
-      break;
-    case Operation::get:
-      line.add("device", call.deviceId).add("property", call.name);
-      line.add("mode", call.accessMode.value_or(0));
-      break;
-    case Operation::set:
-      line.add("device", call.deviceId).add("property", call.name).add("value", call.value);
-      break;
-    case Operation::clear:
-      line.add("device", call.deviceId).add("property", call.name);
-      break;
-    case Operation::setCallback:
-      line.add("device", call.deviceId).add("api", call.name);
-      break;
-    case Operation::raw:
-    case Operation::rawSyncCmd:
-      line.add("device", call.postbox.device.id).add("opcode", call.postbox.opcode);
-      line.add("arg1", call.postbox.arg1).add("arg2", call.postbox.arg2);
-      line.add("data", call.postbox.data).add("extended", call.postbox.extended);
-      break;
-    case Operation::rawAsyncCmd:
-      line.add("device", call.postbox.device.id).add("opcode", call.postbox.opcode);
-      line.add("input", call.postbox.input);
-      break;
+using journal::Argument;
+using journal::Kind;
+
+/// The text fits, as the board has seen to.
+void copyText(const Result& result, const Argument& argument) {
+  if (result.code != kOk) return;
+  char* const buffer = argument.output<char>();
+  char* const end = std::ranges::copy(result.text, buffer).out;
+  if (result.unterminated) {
+    std::fill(end, buffer + argument.size, '#');
+  } else {
+    *end = '\0';
   }
 }
 
-void addAnswer(const Call& call, const Result& result, JsonLine& line) {
-  const PostboxReply& reply = result.postbox;
-  if (call.operation == Operation::get) {
-    if (result.code == kOk) line.add("value", result.text);
-  } else if (call.operation == Operation::list) {
-    if (result.code == kOk) line.add("names", static_cast<std::int64_t>(result.names.size()));
-  } else if (call.operation == Operation::snapshot) {
-    line.add("running", static_cast<std::int64_t>(result.refreshing));
-  } else if (call.operation == Operation::rawAsyncCmd) {
-    line.add("reply", std::array{reply.status, reply.data}).add("output", reply.words);
-  } else if (call.usesPostbox()) {
-    line.add("reply", std::array{reply.status, reply.data, reply.extended});
+/// An asynchronous request gives its words. Another one gives the registers, even when it was
+/// rejected, unless it never reached the device.
+void copyWords(const PostboxReply& reply, bool registers, const Argument& argument) {
+  auto& output = *argument.output<std::vector<unsigned int>>();
+  if (!registers) {
+    output.assign(reply.words.begin(), reply.words.end());
+  } else if (reply.status != kPostboxIdle) {
+    output = {reply.status, reply.data, reply.extended};
   }
 }
 
 }  // namespace
 
-JsonLine describe(const Call& call, const Result& result) {
-  JsonLine line;
-  addArguments(call, line);
-  if (result.firedRule) line.add("fault", static_cast<std::int64_t>(*result.firedRule));
-  if (result.answered) addAnswer(call, result, line);
-  return line;
+void handOver(const Result& result, const journal::Capture& capture) {
+  const PostboxReply& reply = result.postbox;
+  const std::array registers{reply.status, reply.data, reply.extended};
+  const std::vector<std::string>* texts = &result.names;
+  std::size_t next = 0;
+  for (const Argument& argument : capture.arguments()) {
+    if (argument.kind == Kind::textOut) {
+      copyText(result, argument);
+    } else if (argument.kind == Kind::textsOut) {
+      auto& output = *argument.output<std::vector<std::string>>();
+      output.insert(output.end(), texts->begin(), texts->end());
+      texts = &result.units;
+    } else if (argument.kind == Kind::wordOut) {
+      *argument.output<unsigned int>() = registers[next++];
+    } else if (argument.kind == Kind::wordsOut) {
+      copyWords(reply, next == 0, argument);
+    } else if (argument.kind == Kind::flagOut) {
+      *argument.output<bool>() = result.refreshing;
+    }
+  }
 }
 
 }  // namespace sim

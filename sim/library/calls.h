@@ -1,11 +1,11 @@
 #pragma once
 
+#include "journal/capture.h"
 #include "sim/board/call.h"
-#include "sim/library/journal.h"
 
 namespace sim {
 
-/// What the journal says of a call: its arguments, the fault, and what came of it.
-JsonLine describe(const Call& call, const Result& result);
+/// Hands over to the caller what a call gave: of a failed one the registers only.
+void handOver(const Result& result, const journal::Capture& capture);
 
 }  // namespace sim

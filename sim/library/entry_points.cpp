@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -10,19 +9,21 @@
 #include "devmgr/manager.h"
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
+#include "journal/capture.h"
 #include "sim/base/kinds.h"
 #include "sim/library/manager.h"
 
-// The entry points: each checks its arguments and makes a call of them for the manager.
+// The entry points: each captures its arguments, checks them and makes a call of them for the
+// manager, which hands over the answer.
 
 namespace {
 
+using journal::Capture;
+using journal::Entry;
 using sim::Call;
 using sim::KindIndex;
 using sim::Operation;
-using sim::PostboxReply;
 using sim::PostboxRequest;
-using sim::Result;
 
 /// Never destroyed, since the process may end while the manager runs.
 sim::Manager& manager() {
@@ -47,254 +48,230 @@ int guarded(Work work) noexcept {
 }
 
 /// Answers a call whose arguments mean nothing.
-int rejected(std::string_view entry, sim::Code code = sim::kBadArgument) {
-  return guarded([&] { return manager().reject(entry, code); });
+int rejected(const Capture& capture, sim::Code code = sim::kBadArgument) {
+  return guarded([&] { return manager().reject(capture, code); });
 }
 
-/// Hands over a text that fits, as the board has seen to. Returns the call's code.
-int copyText(const Result& result, char* buffer, int size) {
-  if (result.code != sim::kOk) return result.code;
-  char* const end = std::copy(result.text.begin(), result.text.end(), buffer);
-  if (result.unterminated) {
-    std::fill(end, buffer + size, '#');
-  } else {
-    *end = '\0';
-  }
-  return sim::kOk;
-}
-
-Call callOf(std::string_view entry, Operation operation, int deviceId = 0, std::string name = "") {
+Call callOf(const Capture& capture, Operation operation, int deviceId = 0, std::string name = "") {
   Call call;
-  call.entry = entry;
+  call.entry = journal::entryPoint(capture.entry()).name;
   call.operation = operation;
   call.deviceId = deviceId;
   call.name = std::move(name);
   return call;
 }
 
-Result list(std::string_view entry, std::optional<KindIndex> kind,
+/// A listing of one kind or of all, as a text if there is a size.
+int list(const Capture& capture, std::optional<KindIndex> kind, std::optional<int> size = {}) {
+  return guarded([&] {
+    Call call = callOf(capture, Operation::list);
+    call.kind = kind;
+    if (size) call.room = static_cast<std::size_t>(*size);
+    return manager().execute(std::move(call), capture);
+  });
+}
+
+int request(const Capture& capture, Operation operation, const PostboxRequest& request,
             std::optional<std::size_t> room = {}) {
-  Call call = callOf(entry, Operation::list);
-  call.kind = kind;
-  call.room = room;
-  return manager().execute(std::move(call));
-}
-
-int listText(std::string_view entry, std::optional<KindIndex> kind, char* buffer, int size) {
-  return copyText(list(entry, kind, static_cast<std::size_t>(size)), buffer, size);
-}
-
-Result request(std::string_view entry, Operation operation, const PostboxRequest& request,
-               std::optional<std::size_t> room = {}) {
-  Call call = callOf(entry, operation);
-  call.room = room;
-  call.device = request.device;
-  call.postbox = request;
-  return manager().execute(std::move(call));
-}
-
-/// A request with a list of words. The reply's registers come back even when it was rejected.
-int rawRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned char opcode,
-               unsigned char arg1, unsigned char arg2, const std::vector<unsigned int>& input,
-               std::vector<unsigned int>& output) {
-  if (input.size() < 2) return rejected(entry);
   return guarded([&] {
-    const auto result = request(entry, Operation::raw,
-                                {{kind, deviceId}, opcode, arg1, arg2, input[0], input[1], {}});
-    const PostboxReply& reply = result.postbox;
-    if (reply.status != sim::kPostboxIdle) output = {reply.status, reply.data, reply.extended};
-    return result.code;
+    Call call = callOf(capture, operation);
+    call.room = room;
+    call.device = request.device;
+    call.postbox = request;
+    return manager().execute(std::move(call), capture);
   });
 }
 
-int syncRequest(std::string_view entry, const PostboxRequest& words, unsigned int* output1,
-                unsigned int* output2, unsigned int* output3) {
-  if (output1 == nullptr || output2 == nullptr || output3 == nullptr) return rejected(entry);
-  return guarded([&] {
-    const Result result = request(entry, Operation::rawSyncCmd, words);
-    const PostboxReply& reply = result.postbox;
-    *output1 = reply.status;
-    *output2 = reply.data;
-    *output3 = reply.extended;
-    return result.code;
-  });
+/// A request with a list of words.
+int rawRequest(Entry entry, KindIndex kind, int deviceId, unsigned char opcode, unsigned char arg1,
+               unsigned char arg2, const std::vector<unsigned int>& input,
+               std::vector<unsigned int>& output, bool flag) {
+  const Capture capture(entry, deviceId, opcode, arg1, arg2, input, output, flag);
+  if (input.size() < 2) return rejected(capture);
+  return request(capture, Operation::raw,
+                 {{kind, deviceId}, opcode, arg1, arg2, input[0], input[1], {}});
 }
 
-int asyncRequest(std::string_view entry, KindIndex kind, int deviceId, unsigned char opcode,
+int syncRequest(Entry entry, const PostboxRequest& words, unsigned int* output1,
+                unsigned int* output2, unsigned int* output3, bool flag) {
+  const Capture capture(entry, words.device.id, words.opcode, words.arg1, words.arg2, words.data,
+                        words.extended, output1, output2, output3, flag);
+  if (output1 == nullptr || output2 == nullptr || output3 == nullptr) return rejected(capture);
+  return request(capture, Operation::rawSyncCmd, words);
+}
+
+int asyncRequest(Entry entry, KindIndex kind, int deviceId, unsigned char opcode,
                  const std::vector<unsigned int>& input, unsigned int* output1,
-                 unsigned int* output2, std::vector<unsigned int>& output,
-                 unsigned int outputSize) {
-  if (output1 == nullptr || output2 == nullptr) return rejected(entry);
-  return guarded([&] {
-    const unsigned int first = input.empty() ? 0 : input[0];
-    const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
-    const Result result = request(entry, Operation::rawAsyncCmd,
-                                  {{kind, deviceId}, opcode, 0, 0, first, 0, input, true}, wanted);
-    const PostboxReply& reply = result.postbox;
-    *output1 = reply.status;
-    *output2 = reply.data;
-    output.assign(reply.words.begin(), reply.words.end());
-    return result.code;
-  });
+                 unsigned int* output2, std::vector<unsigned int>& output, unsigned int outputSize,
+                 bool flag) {
+  const Capture capture(entry, deviceId, opcode, input, output1, output2, output, outputSize, flag);
+  if (output1 == nullptr || output2 == nullptr) return rejected(capture);
+  const unsigned int first = input.empty() ? 0 : input[0];
+  const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
+  return request(capture, Operation::rawAsyncCmd,
+                 {{kind, deviceId}, opcode, 0, 0, first, 0, input, true}, wanted);
 }
 
 }  // namespace
 
 int GPUSetLogger(const char* fileName) {
-  return guarded([&] { return manager().openLog(fileName); });
+  const Capture capture(Entry::setLogger, fileName);
+  return guarded([&] { return manager().openLog(fileName, capture); });
 }
 
 int GPUSetLogLevel(int level) {
-  return guarded([&] { return manager().setLogLevel(level); });
+  const Capture capture(Entry::setLogLevel, level);
+  return guarded([&] { return manager().setLogLevel(level, capture); });
 }
 
 int GPUManagerInit(const char* manifestFile, const char* profileFile, const char* propertiesFile) {
+  const Capture capture(Entry::managerInit, manifestFile, profileFile, propertiesFile);
   if (manifestFile == nullptr || profileFile == nullptr || propertiesFile == nullptr) {
-    return rejected("GPUManagerInit");
+    return rejected(capture);
   }
-  return guarded([&] { return manager().init(manifestFile, profileFile, propertiesFile); });
+  return guarded(
+      [&] { return manager().init(manifestFile, profileFile, propertiesFile, capture); });
 }
 
-int GPUManagerRun(int /*reserved0*/, int /*reserved1*/) {
-  return guarded([] {
+int GPUManagerRun(int reserved0, int reserved1) {
+  const Capture capture(Entry::managerRun, reserved0, reserved1);
+  return guarded([&] {
     static const ExitGuard guard;
-    return manager().run();
+    return manager().run(capture);
   });
 }
 
 int GPUManagerStop() {
-  return guarded([] { return manager().stop(); });
+  const Capture capture(Entry::managerStop);
+  return guarded([&] { return manager().stop(capture); });
 }
 
-int DeviceGetData(int deviceId, const char* propertyName, int /*reserved0*/, int /*reserved1*/,
-                  char* buffer, int size, int accessMode, int /*reserved2*/) {
-  if (propertyName == nullptr || buffer == nullptr || size <= 0) return rejected("DeviceGetData");
+int DeviceGetData(int deviceId, const char* propertyName, int reserved0, int reserved1,
+                  char* buffer, int size, int accessMode, int reserved2) {
+  const Capture capture(Entry::getData, deviceId, propertyName, reserved0, reserved1, buffer, size,
+                        accessMode, reserved2);
+  if (propertyName == nullptr || buffer == nullptr || size <= 0) return rejected(capture);
   return guarded([&] {
-    Call call = callOf("DeviceGetData", Operation::get, deviceId, propertyName);
+    Call call = callOf(capture, Operation::get, deviceId, propertyName);
     call.accessMode = accessMode;
     call.room = static_cast<std::size_t>(size);
-    return copyText(manager().execute(std::move(call)), buffer, size);
+    return manager().execute(std::move(call), capture);
   });
 }
 
 int DeviceSetData(int deviceId, const char* propertyName, const void* value, int size,
-                  int /*reserved*/) {
+                  int reserved) {
+  const Capture capture(Entry::setData, deviceId, propertyName, value, size, reserved);
   std::int32_t number = 0;
   if (propertyName == nullptr || value == nullptr || size != sizeof number) {
-    return rejected("DeviceSetData");
+    return rejected(capture);
   }
   std::memcpy(&number, value, sizeof number);
   return guarded([&] {
-    Call call = callOf("DeviceSetData", Operation::set, deviceId, propertyName);
+    Call call = callOf(capture, Operation::set, deviceId, propertyName);
     call.value = number;
-    return manager().execute(std::move(call)).code;
+    return manager().execute(std::move(call), capture);
   });
 }
 
-int DeviceClearData(int deviceId, const char* propertyName, int /*reserved*/) {
-  if (propertyName == nullptr) return rejected("DeviceClearData");
+int DeviceClearData(int deviceId, const char* propertyName, int reserved) {
+  const Capture capture(Entry::clearData, deviceId, propertyName, reserved);
+  if (propertyName == nullptr) return rejected(capture);
   return guarded([&] {
-    return manager()
-        .execute(callOf("DeviceClearData", Operation::clear, deviceId, propertyName))
-        .code;
+    return manager().execute(callOf(capture, Operation::clear, deviceId, propertyName), capture);
   });
 }
 
 int DeviceGetSupportedProperties(int deviceType, char* buffer, int size) {
-  if (buffer == nullptr || size <= 0) return rejected("DeviceGetSupportedProperties");
+  const Capture capture(Entry::listText, deviceType, buffer, size);
+  if (buffer == nullptr || size <= 0) return rejected(capture);
   const auto kind = sim::kindOfCode(deviceType);
-  if (!kind) return rejected("DeviceGetSupportedProperties", sim::kNoSuchKind);
-  return guarded([&] { return listText("DeviceGetSupportedProperties", kind, buffer, size); });
+  return kind ? list(capture, kind, size) : rejected(capture, sim::kNoSuchKind);
 }
 
 int DeviceGetSupportedProperties(int deviceType, std::vector<std::string>& names,
                                  std::vector<std::string>& details) {
+  const Capture capture(Entry::listNames, deviceType, names, details);
   const auto kind = sim::kindOfCode(deviceType);
-  if (!kind) return rejected("DeviceGetSupportedProperties", sim::kNoSuchKind);
-  return guarded([&] {
-    const Result result = list("DeviceGetSupportedProperties", kind);
-    names.insert(names.end(), result.names.begin(), result.names.end());
-    details.insert(details.end(), result.units.begin(), result.units.end());
-    return result.code;
-  });
+  return kind ? list(capture, kind) : rejected(capture, sim::kNoSuchKind);
 }
 
 int DeviceGetAllSupportedProperties(char* buffer, int size) {
-  if (buffer == nullptr || size <= 0) return rejected("DeviceGetAllSupportedProperties");
-  return guarded([&] { return listText("DeviceGetAllSupportedProperties", {}, buffer, size); });
+  const Capture capture(Entry::listAllText, buffer, size);
+  if (buffer == nullptr || size <= 0) return rejected(capture);
+  return list(capture, {}, size);
 }
 
 int SnapShotRefreshStatus(bool* running) {
-  if (running == nullptr) return rejected("SnapShotRefreshStatus");
+  const Capture capture(Entry::snapshotStatus, running);
+  if (running == nullptr) return rejected(capture);
   *running = false;
-  return guarded([&] {
-    const Result result = manager().execute(callOf("SnapShotRefreshStatus", Operation::snapshot));
-    *running = result.refreshing;
-    return result.code;
-  });
+  return guarded([&] { return manager().execute(callOf(capture, Operation::snapshot), capture); });
 }
 
 int DeviceSetCallbackUpdateData(int deviceId, const std::string& apiName,
-                                const UpdateCallback& callback, int /*reserved0*/,
-                                const std::string& /*reserved1*/, const std::string& /*reserved2*/,
-                                int /*reserved3*/) {
+                                const UpdateCallback& callback, int reserved0,
+                                const std::string& reserved1, const std::string& reserved2,
+                                int reserved3) {
+  const Capture capture(Entry::setCallback, deviceId, apiName, callback, reserved0, reserved1,
+                        reserved2, reserved3);
   return guarded([&] {
-    Call call = callOf("DeviceSetCallbackUpdateData", Operation::setCallback, deviceId, apiName);
+    Call call = callOf(capture, Operation::setCallback, deviceId, apiName);
     call.callback = callback;
-    return manager().execute(std::move(call)).code;
+    return manager().execute(std::move(call), capture);
   });
 }
 
 int TesselCmd(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,
               const std::vector<unsigned int>& input, std::vector<unsigned int>& output,
-              bool /*flag*/) {
-  return rawRequest("TesselCmd", sim::kGpu, deviceId, opcode, arg1, arg2, input, output);
+              bool flag) {
+  return rawRequest(Entry::rawGpu, sim::kGpu, deviceId, opcode, arg1, arg2, input, output, flag);
 }
 int TesselCmdKorswitch(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,
                        const std::vector<unsigned int>& input, std::vector<unsigned int>& output,
-                       bool /*flag*/) {
-  return rawRequest("TesselCmdKorswitch", sim::kKorswitch, deviceId, opcode, arg1, arg2, input,
-                    output);
+                       bool flag) {
+  return rawRequest(Entry::rawKorswitch, sim::kKorswitch, deviceId, opcode, arg1, arg2, input,
+                    output, flag);
 }
 int TesselCmdFpga(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,
                   const std::vector<unsigned int>& input, std::vector<unsigned int>& output,
-                  bool /*flag*/) {
-  return rawRequest("TesselCmdFpga", sim::kFpga, deviceId, opcode, arg1, arg2, input, output);
+                  bool flag) {
+  return rawRequest(Entry::rawFpga, sim::kFpga, deviceId, opcode, arg1, arg2, input, output, flag);
 }
 
 int TesselSyncCmdGpu(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,
                      unsigned int data, unsigned int extendedData, unsigned int* output1,
-                     unsigned int* output2, unsigned int* output3, bool /*flag*/) {
-  return syncRequest("TesselSyncCmdGpu",
-                     {{sim::kGpu, deviceId}, opcode, arg1, arg2, data, extendedData}, output1,
-                     output2, output3);
+                     unsigned int* output2, unsigned int* output3, bool flag) {
+  return syncRequest(Entry::syncGpu,
+                     {{sim::kGpu, deviceId}, opcode, arg1, arg2, data, extendedData, {}}, output1,
+                     output2, output3, flag);
 }
 int TesselSyncCmdKorswitch(int deviceId, unsigned char opcode, unsigned char arg1,
                            unsigned char arg2, unsigned int data, unsigned int extendedData,
                            unsigned int* output1, unsigned int* output2, unsigned int* output3,
-                           bool /*flag*/) {
-  return syncRequest("TesselSyncCmdKorswitch",
-                     {{sim::kKorswitch, deviceId}, opcode, arg1, arg2, data, extendedData}, output1,
-                     output2, output3);
+                           bool flag) {
+  return syncRequest(Entry::syncKorswitch,
+                     {{sim::kKorswitch, deviceId}, opcode, arg1, arg2, data, extendedData, {}},
+                     output1, output2, output3, flag);
 }
 int TesselSyncCmdFpga(int deviceId, unsigned char opcode, unsigned char arg1, unsigned char arg2,
                       unsigned int data, unsigned int extendedData, unsigned int* output1,
-                      unsigned int* output2, unsigned int* output3, bool /*flag*/) {
-  return syncRequest("TesselSyncCmdFpga",
-                     {{sim::kFpga, deviceId}, opcode, arg1, arg2, data, extendedData}, output1,
-                     output2, output3);
+                      unsigned int* output2, unsigned int* output3, bool flag) {
+  return syncRequest(Entry::syncFpga,
+                     {{sim::kFpga, deviceId}, opcode, arg1, arg2, data, extendedData, {}}, output1,
+                     output2, output3, flag);
 }
 
 int TesselAsyncCmdGpu(int deviceId, unsigned char request, const std::vector<unsigned int>& input,
                       unsigned int* output1, unsigned int* output2,
-                      std::vector<unsigned int>& output, unsigned int outputSize, bool /*flag*/) {
-  return asyncRequest("TesselAsyncCmdGpu", sim::kGpu, deviceId, request, input, output1, output2,
-                      output, outputSize);
+                      std::vector<unsigned int>& output, unsigned int outputSize, bool flag) {
+  return asyncRequest(Entry::asyncGpu, sim::kGpu, deviceId, request, input, output1, output2,
+                      output, outputSize, flag);
 }
 int TesselAsyncCmdKorswitch(int deviceId, unsigned char request,
                             const std::vector<unsigned int>& input, unsigned int* output1,
                             unsigned int* output2, std::vector<unsigned int>& output,
-                            unsigned int outputSize, bool /*flag*/) {
-  return asyncRequest("TesselAsyncCmdKorswitch", sim::kKorswitch, deviceId, request, input, output1,
-                      output2, output, outputSize);
+                            unsigned int outputSize, bool flag) {
+  return asyncRequest(Entry::asyncKorswitch, sim::kKorswitch, deviceId, request, input, output1,
+                      output2, output, outputSize, flag);
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "journal/process.h"
 #include "sim/base/log.h"
 
 namespace sim {
@@ -15,51 +16,18 @@ namespace {
 
 constexpr std::size_t kMaxBuffered = 16;
 
-std::string quoted(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string result = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      result += '\\';
-      result += c;
-    } else if (byte < 0x20 || byte >= 0x7f) {
-      result += "\\u00";
-      result += kDigits[byte / 16];
-      result += kDigits[byte % 16];
-    } else {
-      result += c;
-    }
-  }
-  return result + '"';
+/// Lies in this library.
+constexpr char kHere = 0;
+
+journal::Line lineOf(const journal::Capture& capture, std::int64_t number, Time at,
+                     std::optional<std::size_t> fault) {
+  journal::Line line;
+  capture.begin(line, number, at);
+  if (fault) line.add("fault", static_cast<std::int64_t>(*fault));
+  return line;
 }
 
 }  // namespace
-
-JsonLine& JsonLine::addRaw(std::string_view key, std::string_view json) {
-  if (!members_.empty()) members_ += ',';
-  members_ += quoted(key);
-  members_ += ':';
-  members_ += json;
-  return *this;
-}
-
-JsonLine& JsonLine::add(std::string_view key, std::int64_t number) {
-  return addRaw(key, std::to_string(number));
-}
-
-JsonLine& JsonLine::add(std::string_view key, std::string_view text) {
-  return addRaw(key, quoted(text));
-}
-
-JsonLine& JsonLine::add(std::string_view key, std::span<const std::uint32_t> words) {
-  std::string json = "[";
-  for (const std::uint32_t word : words) {
-    if (json.size() > 1) json += ',';
-    json += std::to_string(word);
-  }
-  return addRaw(key, json + ']');
-}
 
 std::string Journal::open(const std::string& file, const UsedFiles& others, std::uint64_t seed,
                           std::string_view clock) {
@@ -67,8 +35,11 @@ std::string Journal::open(const std::string& file, const UsedFiles& others, std:
   descriptor_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   if (descriptor_ < 0) return std::string("cannot be opened: ") + std::strerror(errno);
   std::string error = claim(others);
-  JsonLine first;
+  journal::Line first;
   first.add("journal", kVersion).add("seed", static_cast<std::int64_t>(seed)).add("clock", clock);
+  journal::addProcess(first, &kHere);
+  entered_ = static_cast<std::int64_t>(buffered_.size());
+  inside_ = false;
   std::string lines = first.text() + '\n';
   for (const std::string& line : buffered_) lines += line + '\n';
   if (error.empty() && !append(lines)) {
@@ -106,14 +77,45 @@ void Journal::close() {
   if (isOpen()) ::close(std::exchange(descriptor_, -1));
 }
 
-void Journal::write(const JsonLine& line) {
+std::int64_t Journal::enter() {
+  if (!isOpen()) return 0;
+  inside_ = true;
+  return ++entered_;
+}
+
+void Journal::write(const journal::Line& line) {
   if (!isOpen() || append(line.text() + '\n')) return;
   logLine(Level::error, file_ + ": the journal ends here: " + std::strerror(errno));
   close();
 }
 
-void Journal::buffer(const JsonLine& line) {
-  if (buffered_.size() < kMaxBuffered) buffered_.push_back(line.text());
+void Journal::writeCall(const journal::Capture& capture, std::int64_t number, Time at, int code,
+                        Time took, std::optional<std::size_t> fault) {
+  if (!isOpen()) return;
+  journal::Line line = lineOf(capture, number, at, fault);
+  capture.end(line, code, took);
+  write(line);
+}
+
+void Journal::writeHang(const journal::Capture& capture, std::int64_t number, Time at) {
+  if (isOpen()) write(lineOf(capture, number, at, {}).close().add("hang", 1));
+}
+
+void Journal::writeUpdate(journal::Line line, std::int64_t registration) {
+  line.add("registration", registration).add("after", entered_);
+  if (inside_) line.add("during", 1);
+  write(line);
+}
+
+void Journal::writeEnd(std::string_view how) {
+  write(journal::Line().add("end", how).add("calls", entered_));
+}
+
+void Journal::buffer(const journal::Capture& capture, int code) {
+  if (buffered_.size() == kMaxBuffered) return;
+  journal::Line line = lineOf(capture, static_cast<std::int64_t>(buffered_.size()) + 1, 0, {});
+  capture.end(line, code, 0);
+  buffered_.push_back(line.text());
 }
 
 }  // namespace sim

@@ -1,40 +1,27 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "journal/capture.h"
+#include "journal/line.h"
 #include "sim/base/time.h"
 #include "sim/base/used_files.h"
 
 namespace sim {
 
-/// One line of JSON under construction. Texts come out in ASCII: every other byte is written as the
-/// character of its number, so that any bytes make a valid line.
-class JsonLine {
- public:
-  JsonLine& add(std::string_view key, std::int64_t number);
-  JsonLine& add(std::string_view key, std::string_view text);
-  JsonLine& add(std::string_view key, std::span<const std::uint32_t> words);
-  /// Adds a member that is JSON already.
-  JsonLine& addRaw(std::string_view key, std::string_view json);
-  [[nodiscard]] std::string text() const { return '{' + members_ + '}'; }
-
- private:
-  std::string members_;
-};
-
 /// The record of every call into the library, one line of JSON each, written through at once so
-/// that nothing is lost when the process dies. The first line carries the version of the format.
-/// When a line cannot be written, the log says so and the journal is closed.
+/// that nothing is lost when the process dies. When a line cannot be written, the log says so and
+/// the journal is closed. While it is closed, nothing is done for a call.
 ///
 /// Threads: not locked; the caller holds the board's lock.
 class Journal {
  public:
-  static constexpr int kVersion = 1;
+  static constexpr int kVersion = 2;
 
   Journal() = default;
   ~Journal() { close(); }
@@ -51,11 +38,24 @@ class Journal {
   /// The regular file that is written.
   [[nodiscard]] std::optional<FileId> file() const { return fileBehind(descriptor_); }
 
-  /// Writes a line, if the journal is open.
-  void write(const JsonLine& line);
+  /// Counts a call, and returns its number; 0 while the journal is closed.
+  std::int64_t enter();
+  /// Notes that the call of that number returns.
+  void leave(std::int64_t number) { inside_ = inside_ && number != entered_; }
 
-  /// Buffers a line, one of a few, for the beginning of a journal that may be opened later.
-  void buffer(const JsonLine& line);
+  /// Writes the line of a call that has been carried out, or of one that hangs.
+  void writeCall(const journal::Capture& capture, std::int64_t number, Time at, int code, Time took,
+                 std::optional<std::size_t> fault = {});
+  void writeHang(const journal::Capture& capture, std::int64_t number, Time at);
+  /// Writes the line of a callback's call: `at` and what it is called with are in the line already.
+  void writeUpdate(journal::Line line, std::int64_t registration);
+  /// Writes the last line.
+  void writeEnd(std::string_view how);
+  void write(const journal::Line& line);
+
+  /// Buffers the line of a call, one of a few, for the beginning of a journal that may be opened
+  /// later.
+  void buffer(const journal::Capture& capture, int code);
   void dropBuffered() { buffered_.clear(); }
 
  private:
@@ -65,6 +65,8 @@ class Journal {
   int descriptor_ = -1;
   std::string file_;
   std::vector<std::string> buffered_;
+  std::int64_t entered_ = 0;
+  bool inside_ = false;  ///< The call that was entered last has not returned.
 };
 
 }  // namespace sim

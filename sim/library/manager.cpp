@@ -29,8 +29,9 @@ Result failed(int code) {
 /// Waits for a call on the manager's clock, with the manager's lock open.
 class Manager::CallWaiter : public Waiter {
  public:
-  CallWaiter(Manager& manager, const Call& call) SIM_REQUIRES(manager.mutex_)
-      : manager_(manager), entry_(call.entry), run_(manager.runs_) {}
+  CallWaiter(Manager& manager, const journal::Capture& capture, std::int64_t number)
+      SIM_REQUIRES(manager.mutex_)
+      : manager_(manager), capture_(capture), number_(number), run_(manager.runs_) {}
 
   [[nodiscard]] Time now() const override SIM_REQUIRES(manager_.mutex_) {
     return manager_.clock_->now();
@@ -46,29 +47,26 @@ class Manager::CallWaiter : public Waiter {
   // Only stop() ends a hang. It announces itself by `stopping_` before it takes the board away.
   void hang() override SIM_REQUIRES(manager_.mutex_) {
     flushLog();
-    if (manager_.journal_.isOpen()) {
-      JsonLine line;
-      line.add("at", now()).add("call", entry_).add("hang", 1);
-      manager_.journal_.write(line);
-    }
+    manager_.journal_.writeHang(capture_, number_, now());
     manager_.work_.notify_all();
     while (manager_.sameRun(run_)) manager_.idle_.wait(manager_.mutex_);
   }
 
  private:
   Manager& manager_;
-  std::string_view entry_;
+  const journal::Capture& capture_;
+  std::int64_t number_;
   std::int64_t run_;
 };
 
 int Manager::init(const std::string& manifest, const std::string& profile,
-                  const std::string& properties) {
+                  const std::string& properties, const journal::Capture& capture) {
   const Lock lock(mutex_);
-  if (board_) return journalRejection("GPUManagerInit", kAlreadyRunning);
+  if (board_) return note(capture, kAlreadyRunning);
   // A fault may open the lock for a while, in which nothing can be done with the board.
   initialising_ = true;
   try {
-    const int code = initialise(manifest, profile, properties);
+    const int code = initialise(manifest, profile, properties, capture);
     if (code != kOk) forget();
     initialising_ = false;
     return code;
@@ -86,32 +84,32 @@ void Manager::forget() {
 }
 
 int Manager::initialise(const std::string& manifest, const std::string& profile,
-                        const std::string& properties) {
+                        const std::string& properties, const journal::Capture& capture) {
   int code = kOk;
-  JsonLine line;
-  line.add("at", 0).add("call", "GPUManagerInit").add("manifest", manifest);
-  line.add("profile", profile).add("properties", properties);
+  std::optional<std::size_t> fault;
   try {
     load(manifest, profile, properties);
   } catch (const FileError& error) {
     logLine(Level::error, error.what());
     code = kFileRefused;
   }
+  const std::int64_t number = journal_.enter();
   if (code == kOk) {
     Call call;
     call.operation = Operation::init;
     call.entry = "GPUManagerInit";
     if (const auto firing = board_->nextFiring(call, clock_->now())) {
-      line.add("fault", static_cast<std::int64_t>(firing->rule));
+      fault = firing->rule;
       clock_->elapse(firing->effect.delay, mutex_);
       code = firing->effect.code.value_or(kOk);
     }
   }
-  journal_.write(line.add("code", code));
+  journal_.writeCall(capture, number, 0, code, 0, fault);
+  journal_.leave(number);
   return code;
 }
 
-int Manager::run() {
+int Manager::run(const journal::Capture& capture) {
   const Lock lock(mutex_);
   int code = kOk;
   if (!initialised()) {
@@ -125,9 +123,7 @@ int Manager::run() {
     clock_->start();
     running_ = true;
   }
-  JsonLine line;
-  journal_.write(line.add("at", 0).add("call", "GPUManagerRun").add("code", code));
-  return code;
+  return note(capture, code);
 }
 
 void Manager::startThread() {
@@ -148,11 +144,13 @@ void Manager::startThread() {
 // The thread may be in a callback that makes calls, so it is joined with the lock open. Meanwhile
 // `stopping_` turns new calls away and ends those that wait; `runs_` tells a call that slept
 // through all of this, and perhaps through the next start, that its board is gone.
-int Manager::stop() {
+int Manager::stop(const journal::Capture& capture) {
   const Lock lock(mutex_);
-  if (!initialised()) return kNotInitialised;
-  if (stopping_) return kStopped;
-  if (thread_.joinable() && onOwnThread()) return kNotSupported;
+  if (!initialised()) return note(capture, kNotInitialised);
+  if (stopping_) return note(capture, kStopped);
+  if (thread_.joinable() && onOwnThread()) return note(capture, kNotSupported);
+  const std::int64_t number = journal_.enter();
+  const Time begin = clock_->now();
   stopping_ = true;
   work_.notify_all();
   idle_.notify_all();
@@ -161,9 +159,8 @@ int Manager::stop() {
   if (thread.joinable()) thread.join();
   mutex_.lock();
   reportFaults();
-  JsonLine line;
-  line.add("at", clock_->now()).add("call", "GPUManagerStop").add("code", kOk);
-  journal_.write(line);
+  journal_.writeCall(capture, number, begin, kOk, clock_->now() - begin);
+  journal_.writeEnd("stop");
   forget();
   clock_.reset();
   running_ = false;
@@ -178,7 +175,7 @@ void Manager::reportFaults() {
   for (std::size_t i = 0; i < fired.size(); ++i) {
     logLine(Level::warning, "fault rule " + std::to_string(i) + " fired " +
                                 std::to_string(fired[i]) + " times in all");
-    JsonLine line;
+    journal::Line line;
     line.add("rule", static_cast<std::int64_t>(i)).add("fired", fired[i]);
     journal_.write(line);
   }
@@ -249,18 +246,19 @@ void Manager::makeCall(const Update& update) {
   info.deviceType = static_cast<std::int32_t>(typeOf(update.device.kind));
   info.deviceId = update.device.id;
   info.updateCount = update.sequence;
+  const auto id = static_cast<std::uint16_t>(info.deviceType << 8 | info.deviceId);
   if (journal_.isOpen()) {
-    JsonLine line;
+    journal::Line line;
     line.add("at", update.time).add("update", update.apiName).add("device", nameOf(update.device));
-    line.add("value", update.text).add("sequence", static_cast<std::int64_t>(update.sequence));
-    journal_.write(line);
+    line.add("value", update.text).add("id", id);
+    line.add("sequence", static_cast<std::int64_t>(update.sequence));
+    journal_.writeUpdate(std::move(line), update.registration);
   }
-  const auto code = static_cast<std::uint16_t>(info.deviceType << 8 | info.deviceId);
   bool ended = false;
   calling_ = true;
   mutex_.unlock();
   try {
-    (*update.callback)(code, info, update.sequence);
+    (*update.callback)(id, info, update.sequence);
     ended = true;
   } catch (...) {
   }
@@ -281,38 +279,49 @@ void Manager::drain() {
   while (sameRun(run) && (calling_ || board_->subscriptions().pending())) idle_.wait(mutex_);
 }
 
-int Manager::journalRejection(std::string_view entry, int code) {
-  if (journal_.isOpen()) {
-    JsonLine line;
-    journal_.write(line.add("at", clock_->now()).add("call", entry).add("code", code));
-  }
+int Manager::note(const journal::Capture& capture, int code) {
+  const std::int64_t number = journal_.enter();
+  journal_.writeCall(capture, number, clock_ ? clock_->now() : 0, code, 0);
+  journal_.leave(number);
   return code;
 }
 
-int Manager::reject(std::string_view entry, int code) {
+int Manager::reject(const journal::Capture& capture, int code) {
   const Lock lock(mutex_);
-  return journalRejection(entry, code);
+  return note(capture, code);
 }
 
-Result Manager::execute(Call call) {
+int Manager::execute(Call call, const journal::Capture& capture) {
   const Lock lock(mutex_);
-  if (!initialised()) return failed(kNotInitialised);
-  if (!running_) return failed(journalRejection(call.entry, kNotRunning));
-  if (stopping_) return failed(kStopped);
+  int code = kOk;
+  if (!initialised()) {
+    code = kNotInitialised;
+  } else if (!running_) {
+    code = kNotRunning;
+  } else if (stopping_) {
+    code = kStopped;
+  }
+  if (code == kOk) return carryOut(call, capture);
+  handOver(failed(code), capture);
+  return note(capture, code);
+}
+
+int Manager::carryOut(Call& call, const journal::Capture& capture) {
   const std::int64_t run = runs_;
   if (!onOwnThread()) clock_->step();
   const Time begin = clock_->now();
-  CallWaiter waiter(*this, call);
+  call.number = journal_.enter();
+  CallWaiter waiter(*this, capture, call.number);
   Result result = board_->execute(call, waiter);
-  if (!sameRun(run)) return failed(kStopped);
-  if (journal_.isOpen()) {
-    JsonLine line;
-    line.add("at", begin).add("call", call.entry).addRaw("args", describe(call, result).text());
-    journal_.write(line.add("code", result.code).add("took", clock_->now() - begin));
-  }
+  if (!sameRun(run)) result = failed(kStopped);
+  handOver(result, capture);
+  if (!sameRun(run)) return result.code;
+  const Time took = clock_->now() - begin;
+  journal_.writeCall(capture, call.number, begin, result.code, took, result.firedRule);
   if (call.operation == Operation::setCallback) work_.notify_all();
   drain();
-  return result;
+  if (sameRun(run)) journal_.leave(call.number);
+  return result.code;
 }
 
 }  // namespace sim

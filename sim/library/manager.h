@@ -22,23 +22,24 @@ namespace sim {
 /// callbacks that it caused have returned, unless it was made by such a callback.
 class Manager {
  public:
-  int init(const std::string& manifest, const std::string& profile, const std::string& properties);
-  int run();
-  int stop();
+  int init(const std::string& manifest, const std::string& profile, const std::string& properties,
+           const journal::Capture& capture);
+  int run(const journal::Capture& capture);
+  int stop(const journal::Capture& capture);
 
   /// Ends the thread before the process does. Waits two seconds for a callback that does not
   /// return.
   void atExit();
 
-  /// Carries out a call on the running board, and journals it.
-  Result execute(Call call);
+  /// Carries out a call on the running board, hands over what it gave, and journals it.
+  int execute(Call call, const journal::Capture& capture);
 
   /// Journals a call that was rejected for its arguments alone; returns `code`.
-  int reject(std::string_view entry, int code);
+  int reject(const journal::Capture& capture, int code);
 
   /// Configure the log, and journal it.
-  int openLog(const char* fileName);
-  int setLogLevel(int level);
+  int openLog(const char* fileName, const journal::Capture& capture);
+  int setLogLevel(int level, const journal::Capture& capture);
 
  private:
   class CallWaiter;
@@ -51,11 +52,12 @@ class Manager {
     return thread_.get_id() == std::this_thread::get_id();
   }
   int initialise(const std::string& manifest, const std::string& profile,
-                 const std::string& properties) SIM_REQUIRES(mutex_);
+                 const std::string& properties, const journal::Capture& capture)
+      SIM_REQUIRES(mutex_);
   void load(const std::string& manifest, const std::string& profile, const std::string& properties)
       SIM_REQUIRES(mutex_);
   void openJournal(const Document& profile, const Profile& settings) SIM_REQUIRES(mutex_);
-  void noteLog(std::string_view entry, std::string_view argument, int code) SIM_REQUIRES(mutex_);
+  int noteLog(const journal::Capture& capture, int code) SIM_REQUIRES(mutex_);
   void forget() SIM_REQUIRES(mutex_);
   void startThread() SIM_REQUIRES(mutex_);
   void deliver();
@@ -63,7 +65,9 @@ class Manager {
   void makeCall(const Update& update) SIM_REQUIRES(mutex_);
   void drain() SIM_REQUIRES(mutex_);
   void reportFaults() SIM_REQUIRES(mutex_);
-  int journalRejection(std::string_view entry, int code) SIM_REQUIRES(mutex_);
+  int carryOut(Call& call, const journal::Capture& capture) SIM_REQUIRES(mutex_);
+  /// Journals a call that takes no time; returns `code`.
+  int note(const journal::Capture& capture, int code) SIM_REQUIRES(mutex_);
 
   Mutex mutex_;
   std::condition_variable_any work_;  ///< The thread has something to do, or has to end.

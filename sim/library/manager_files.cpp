@@ -59,29 +59,19 @@ void Manager::openJournal(const Document& profile, const Profile& settings) {
   files_.add("the journal", journal_.file());
 }
 
-int Manager::openLog(const char* fileName) {
+int Manager::openLog(const char* fileName, const journal::Capture& capture) {
   const Lock lock(mutex_);
-  const int code = openLogFile(fileName, files_);
-  noteLog("GPUSetLogger", fileName == nullptr ? "" : fileName, code);
-  return code;
+  return noteLog(capture, openLogFile(fileName, files_));
 }
 
-int Manager::setLogLevel(int level) {
+int Manager::setLogLevel(int level, const journal::Capture& capture) {
   const Lock lock(mutex_);
-  const int code = sim::setLogLevel(level);
-  noteLog("GPUSetLogLevel", std::to_string(level), code);
-  return code;
+  return noteLog(capture, sim::setLogLevel(level));
 }
 
-void Manager::noteLog(std::string_view entry, std::string_view argument, int code) {
-  JsonLine line;
-  line.add("at", clock_ ? clock_->now() : 0).add("call", entry).add("argument", argument);
-  line.add("code", code);
-  if (journal_.isOpen()) {
-    journal_.write(line);
-  } else {
-    journal_.buffer(line);
-  }
+int Manager::noteLog(const journal::Capture& capture, int code) {
+  if (!journal_.isOpen()) journal_.buffer(capture, code);
+  return note(capture, code);
 }
 
 }  // namespace sim

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include "tests/sim/board_fixture.h"
@@ -48,34 +49,38 @@ class Journal : public BoardTest {
     get(0, "gpu.\"\n\xff");
     unsigned int word = 0;
     std::vector<unsigned int> words;
-    TesselSyncCmdGpu(0, 1, 0, 0, 7, 8, &word, &word, &word, false);
-    TesselAsyncCmdGpu(0, 0x10, {1}, &word, &word, words, 0, false);
+    unsigned int second = 0;
+    unsigned int third = 0;
+    TesselSyncCmdGpu(0, 1, 0, 0, 7, 8, &word, &second, &third, false);
+    TesselAsyncCmdGpu(0, 0x10, {1}, &word, &second, words, 0, false);
     std::vector<std::string> names;
     std::vector<std::string> details;
     DeviceGetSupportedProperties(1, names, details);
     refreshing();
     GPUManagerStop();
     std::string text = contents(file);
-    return text.substr(text.find("{\"at\":0,\"call\":\"GPUManagerRun\""));
+    return text.substr(text.find("{\"n\":2,"));
   }
 };
 
 TEST_F(Journal, HoldsEveryCallToTheByte) {
   const std::string first = record();
-  EXPECT_EQ(first,
-            R"({"at":0,"call":"GPUManagerRun","code":0}
-{"at":1000000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.inventory.serialNumber","mode":0,"value":"SN0001"},"code":0,"took":0}
-{"at":2000000,"call":"DeviceGetData","args":{"device":1,"property":"gpu.firmware.writeProtectMode","mode":1,"fault":0},"code":23,"took":250000}
-{"at":3250000,"call":"DeviceSetCallbackUpdateData","args":{"device":0,"api":"GPUGetPowerConsumptionV2"},"code":0,"took":0}
-{"at":4250000,"call":"DeviceSetData","args":{"device":0,"property":"gpu.firmware.writeProtectMode","value":1},"code":0,"took":250000}
-{"at":4000000,"update":"GPUGetPowerConsumptionV2","device":"gpu0","value":"1","sequence":1}
-{"at":5500000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.\"\u000a\u00ff","mode":0},"code":3,"took":0}
-{"at":6500000,"call":"TesselSyncCmdGpu","args":{"device":0,"opcode":1,"arg1":0,"arg2":0,"data":7,"extended":8,"reply":[2,458878,65536]},"code":0,"took":0}
-{"at":7500000,"call":"TesselAsyncCmdGpu","args":{"device":0,"opcode":16,"input":[1],"reply":[1,1],"output":[]},"code":0,"took":0}
-{"at":8500000,"call":"DeviceGetSupportedProperties","args":{"kind":"korswitch","names":1},"code":0,"took":0}
-{"at":9500000,"call":"SnapShotRefreshStatus","args":{"running":0},"code":0,"took":0}
+  EXPECT_EQ(
+      first,
+      R"({"n":2,"at":0,"call":"GPUManagerRun","args":{"reserved0":0,"reserved1":0},"code":0,"took":0}
+{"n":3,"at":1000000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.inventory.serialNumber","reserved0":0,"reserved1":0,"size":10240,"mode":0,"reserved2":0,"value":"SN0001"},"code":0,"took":0}
+{"n":4,"at":2000000,"call":"DeviceGetData","args":{"device":1,"property":"gpu.firmware.writeProtectMode","reserved0":0,"reserved1":0,"size":10240,"mode":1,"reserved2":0,"fault":0,"value":""},"code":23,"took":250000}
+{"n":5,"at":3250000,"call":"DeviceSetCallbackUpdateData","args":{"device":0,"api":"GPUGetPowerConsumptionV2","callback":1,"reserved0":-1,"reserved1":"","reserved2":"","reserved3":-1},"code":0,"took":0}
+{"n":6,"at":4250000,"call":"DeviceSetData","args":{"device":0,"property":"gpu.firmware.writeProtectMode","value":1,"size":4,"reserved0":0},"code":0,"took":250000}
+{"at":4000000,"update":"GPUGetPowerConsumptionV2","device":"gpu0","value":"1","id":0,"sequence":1,"registration":5,"after":6,"during":1}
+{"n":7,"at":5500000,"call":"DeviceGetData","args":{"device":0,"property":"gpu.\"\u000a\u00ff","reserved0":0,"reserved1":0,"size":10240,"mode":0,"reserved2":0,"value":""},"code":3,"took":0}
+{"n":8,"at":6500000,"call":"TesselSyncCmdGpu","args":{"device":0,"opcode":1,"arg1":0,"arg2":0,"data":7,"extended":8,"flag":0,"reply":[2,458878,65536]},"code":0,"took":0}
+{"n":9,"at":7500000,"call":"TesselAsyncCmdGpu","args":{"device":0,"opcode":16,"input":[1],"size":0,"flag":0,"reply":[1,1],"output":[]},"code":0,"took":0}
+{"n":10,"at":8500000,"call":"DeviceGetSupportedProperties","args":{"type":1,"names":["korswitch.firmware.version"],"details":[""]},"code":0,"took":0}
+{"n":11,"at":9500000,"call":"SnapShotRefreshStatus","args":{"running":0},"code":0,"took":0}
 {"rule":0,"fired":1}
-{"at":9500000,"call":"GPUManagerStop","code":0}
+{"n":12,"at":9500000,"call":"GPUManagerStop","args":{},"code":0,"took":0}
+{"end":"stop","calls":12}
 )");
   EXPECT_EQ(record(), first) << "a second run gives the same bytes";
 }
@@ -84,11 +89,14 @@ TEST_F(Journal, BeginsWithItsVersionAndWhatCameBeforeTheBoard) {
   GPUSetLogLevel(3);
   const std::string file = path("journal");
   ASSERT_EQ(init("\"journal\": \"" + file + "\""), 0);
-  EXPECT_TRUE(contents(file).starts_with(
-      "{\"journal\":1,\"seed\":1,\"clock\":\"stepped\"}\n"
-      "{\"at\":0,\"call\":\"GPUSetLogLevel\",\"argument\":\"3\",\"code\":0}\n"
-      "{\"at\":0,\"call\":\"GPUManagerInit\",\"manifest\":\""))
-      << "and a line is on the disk when its call returns";
+  EXPECT_TRUE(contents(file).starts_with("{\"journal\":2,\"seed\":1,\"clock\":\"stepped\","))
+      << contents(file);
+  const std::string lines = contents(file).substr(contents(file).find('\n') + 1);
+  EXPECT_TRUE(
+      lines.starts_with("{\"n\":1,\"at\":0,\"call\":\"GPUSetLogLevel\",\"args\":{\"level\":3},"
+                        "\"code\":0,\"took\":0}\n"
+                        "{\"n\":2,\"at\":0,\"call\":\"GPUManagerInit\",\"manifest\":\""))
+      << "and a line is on the disk when its call returns: " << lines;
 }
 
 TEST_F(Journal, HoldsCallsThatAreRejectedBeforeTheyReachTheBoard) {
@@ -102,10 +110,48 @@ TEST_F(Journal, HoldsCallsThatAreRejectedBeforeTheyReachTheBoard) {
   EXPECT_EQ(DeviceClearData(0, nullptr, 0), sim::kBadArgument);
   GPUManagerStop();
   const std::string text = contents(file);
-  for (const char* line : {R"({"at":0,"call":"DeviceGetData","code":2})",
-                           R"({"at":0,"call":"DeviceGetSupportedProperties","code":4})",
-                           R"({"at":0,"call":"DeviceClearData","code":12})"}) {
+  for (
+      const char* line :
+      {R"({"n":2,"at":0,"call":"DeviceGetData","args":{"device":0,"property":"gpu.firmware.writeProtectMode","reserved0":0,"reserved1":0,"size":10240,"mode":0,"reserved2":0,"value":""},"code":2,"took":0})",
+       R"({"n":4,"at":0,"call":"DeviceGetSupportedProperties","args":{"type":22,"names":[],"details":[]},"code":4,"took":0})",
+       R"({"n":5,"at":0,"call":"DeviceClearData","args":{"device":0,"property":null,"reserved0":0},"code":12,"took":0})"}) {
     EXPECT_NE(text.find(line), std::string::npos) << line << " is not in\n" << text;
+  }
+}
+
+TEST_F(Journal, HoldsTheArgumentsOfACallThatHangs) {
+  const std::string file = path("journal");
+  start("\"journal\": \"" + file + R"(", "faults": [{"operation": "clear", "hang": true}])");
+  std::thread caller([] { DeviceClearData(1, kName, 0); });
+  while (contents(file).find("hang") == std::string::npos) std::this_thread::yield();
+  GPUManagerStop();
+  caller.join();
+  EXPECT_NE(
+      contents(file).find(R"({"n":3,"at":1000000,"call":"DeviceClearData","args":{"device":1,)"
+                          R"("property":"gpu.firmware.writeProtectMode","reserved0":0},)"
+                          R"("hang":1})"),
+      std::string::npos)
+      << contents(file);
+}
+
+TEST_F(Journal, TellsUpdatesOfOneRegistrationFromThoseOfTheNext) {
+  const std::string file = path("journal");
+  start("\"journal\": \"" + file + '"');
+  const auto subscribe = [] {
+    DeviceSetCallbackUpdateData(
+        0, kApi, [](auto...) { set(0, kName, 0); }, -1, "", "", -1);
+  };
+  subscribe();
+  set(0, kPower, 1);
+  subscribe();
+  set(0, kPower, 2);
+  GPUManagerStop();
+  const std::string text = contents(file);
+  for (const char* part :
+       {R"("sequence":1,"registration":3,"after":4,"during":1})",
+        R"("sequence":2,"registration":6,"after":7,"during":1})",
+        R"({"n":5,"at":2000000,"call":"DeviceSetData",)", R"({"end":"stop","calls":9})"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
   }
 }
 
@@ -115,7 +161,7 @@ TEST_F(Journal, HoldsWhatTheCallerGot) {
     {"operation": "get", "device": "gpu1", "text": "unterminated"},
     {"operation": "get", "device": "gpu2", "text": "truncated"}])");
   const auto read = [](int id, int size) {
-    std::array<char, 7> buffer{'?'};
+    std::array<char, 7> buffer{};
     return DeviceGetData(id, "gpu.inventory.serialNumber", 0, 0, buffer.data(), size, 0, 0);
   };
   EXPECT_EQ(read(0, 6), sim::kBufferTooSmall);
@@ -132,15 +178,13 @@ TEST_F(Journal, HoldsWhatTheCallerGot) {
   EXPECT_EQ(GPUManagerInit("", "", ""), sim::kAlreadyRunning);
   GPUManagerStop();
   const std::string text = contents(file);
-  const std::string arguments = R"("property":"gpu.inventory.serialNumber","mode":0)";
-  for (const std::string& part :
-       {"\"device\":0," + arguments + R"(},"code":13,)",
-        "\"device\":0," + arguments + R"(,"value":"SN0001"},"code":0,)",
-        "\"device\":1," + arguments + R"(,"fault":0,"value":"SN00"},"code":0,)",
-        "\"device\":2," + arguments + R"(,"fault":1,"value":"SN0"},"code":0,)",
-        std::string(R"({"kind":"korswitch"},"code":13,)"),
-        std::string(R"("output":[1,1]},"code":0)"),
-        std::string(R"("call":"GPUManagerInit","code":15})")}) {
+  for (const char* part :
+       {R"("size":6,"mode":0,"reserved2":0,"value":""},"code":13,)",
+        R"("size":7,"mode":0,"reserved2":0,"value":"SN0001"},"code":0,)",
+        R"("size":4,"mode":0,"reserved2":0,"fault":0,"value":"SN00","unterminated":1},"code":0,)",
+        R"("size":4,"mode":0,"reserved2":0,"fault":1,"value":"SN0"},"code":0,)",
+        R"({"type":1,"size":26,"text":""},"code":13,)", R"("output":[1,1]},"code":0)",
+        R"("call":"GPUManagerInit","manifest":"","profile":"","properties":"","code":15,)"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
   }
 }
@@ -167,7 +211,7 @@ TEST_F(Journal, AFileWithAnotherUseIsRejectedAndStaysAsItIs) {
         " is " + std::string(use) + "; the journal needs a file of its own\n";
     EXPECT_TRUE(refused(path(name)).ends_with(message));
     EXPECT_TRUE(contents(path(name)).starts_with('{'));
-    EXPECT_EQ(contents(path(name)).find("journal\":1"), std::string::npos);
+    EXPECT_EQ(contents(path(name)).find("journal\":2"), std::string::npos);
     const std::string link = path("link");
     unlink(link.c_str());
     ASSERT_EQ(symlink(path(name).c_str(), link.c_str()), 0);
