@@ -151,11 +151,13 @@ TEST(Manifest, RejectionsNameThePlaceAndTheReason) {
   EXPECT_EQ(manifestRejection(R"({"board": "b", "devices": {"gpu": 1.5}})"),
             "m.json:1:35: /devices/gpu: expected a whole number, found 1.5");
   for (const char* number : {"2.0", "2e0", "200E-2", "255", "2.55e+2"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(
         manifestRejection(R"({"board": "b", "devices": {"gpu": )" + std::string(number) + "}}"),
         "accepted");
   }
   for (const char* number : {"256.0", "2.56e2", "1e300", "-1e0"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(
         manifestRejection(R"({"board": "b", "devices": {"gpu": )" + std::string(number) + "}}"),
         "m.json:1:35: /devices/gpu: " + std::string(number) + " is not in 0..255");
@@ -179,12 +181,15 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
   const std::string at = "p.json:1:26: /properties/gpu.x: ";
   EXPECT_EQ(propertyRejection("true"), at + "expected a number, found true or false");
   for (const char* number : {"1e3", "2.5E-3", "1e-6", "9000000000000", "-9000000000000.000000"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(propertyRejection(number), "accepted");
   }
   for (const char* number : {"0.0000001", "1e-7", "1.0000000"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(propertyRejection(number), at + number + " has more than 6 digits after the point");
   }
   for (const char* number : {"9000000000000.000001", "-9000000000001", "1e13", "1e300"}) {
+    SCOPED_TRACE(number);
     EXPECT_EQ(propertyRejection(number), at + number + " is not in -9000000000000..9000000000000");
   }
   EXPECT_EQ(propertyRejection(std::string(70, '9')),

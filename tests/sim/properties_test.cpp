@@ -108,6 +108,7 @@ TEST(Values, AWalkTurnsOncePerPeriodAndGoesStraightOn) {
       return state.numberAt(walk, 1, halfPeriods * period * kSecond / 2);
     };
     for (Time turn = 0; turn < 20; turn += 2) {
+      SCOPED_TRACE(turn);
       EXPECT_EQ(at(turn + 1), at(turn) + (at(turn + 2) - at(turn)) / 2);
       EXPECT_GT(std::abs(at(turn + 1) + at(turn + 3) - 2 * at(turn + 2)), 1) << "it turns";
     }
@@ -120,6 +121,7 @@ TEST(Values, ARandomValueDependsOnNoOtherProperty) {
     "hsc.w": {"walk": [0, 1000.000]}, "gpu.v": {"walk": [0, 1000.000]},
     "gpu.w": {"walk": [0, 1000.000]}}})");
   for (const int device : {0, 2}) {
+    SCOPED_TRACE(device);
     EXPECT_EQ(read(alone, "gpu.w", device, 3 * kSecond), read(among, "gpu.w", device, 3 * kSecond));
   }
   EXPECT_NE(read(among, "gpu.v", 0, 3 * kSecond), read(among, "gpu.w", 0, 3 * kSecond));
@@ -164,19 +166,24 @@ TEST(Values, SumsTakeEveryPresentDeviceOfAnotherKind) {
 
 TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
   const std::string file = R"({"properties": {"gpu.p": {"value": 300},
-    "gpu.w": {"walk": [100, 500]},
+    "gpu.w": {"walk": [100, 500]}, "gpu.sampled": {"integral": "gpu.w"},
     "gpu.e": {"integral": "gpu.p", "precision": 1}, "gpu.scaled": {"integral": "gpu.p", "scale": 2},
     "gpu.f": {"integral": "gpu.w", "scale": 0.001, "precision": 6}}})";
   BoardState often = makeState(file);
   BoardState once = makeState(file);
   EXPECT_EQ(read(often, "gpu.e", 0, 2 * kSecond + kSecond / 2), "750.0");
   EXPECT_EQ(read(often, "gpu.scaled", 0, 2 * kSecond + kSecond / 2), "1500");
+  const PropertyIndex power = *once.properties().find("gpu.p");
+  const PropertyIndex walk = *once.properties().find("gpu.w");
+  const auto sample = [&](Time second) { return once.numberAt(walk, 0, second * kSecond); };
+  EXPECT_EQ(once.numberAt(*once.properties().find("gpu.sampled"), 0, 2 * kSecond + kSecond / 2),
+            sample(0) + sample(1) + sample(2) / 2)
+      << "samples lie at the beginnings of the seconds";
   for (Time time = 0; time < 100 * kSecond; time += 333'333) {
     read(often, "gpu.f", 1, time);
     often.compactHistory(time);
   }
   EXPECT_EQ(read(often, "gpu.f", 1, 100 * kSecond), read(once, "gpu.f", 1, 100 * kSecond));
-  const PropertyIndex power = *once.properties().find("gpu.p");
   once.set(power, 0, 10 * kSecond, 0);
   EXPECT_EQ(read(once, "gpu.e", 0, 100 * kSecond), "3000.0");
 }
