@@ -136,13 +136,13 @@ TEST_F(Postbox, AnOpcodeBelongsToOneKindOfRequest) {
   start();
   Words output;
   for (unsigned char opcode = 0x10; opcode <= 0x12; ++opcode) {
-    SCOPED_TRACE(testing::Message() << int{opcode});
+    SCOPED_TRACE(static_cast<int>(opcode));
     EXPECT_EQ(gpu(0, opcode).code, sim::kBadOpcode);
     EXPECT_EQ(TesselCmd(0, opcode, 0, 0, {0, 0}, output, false), sim::kBadOpcode);
     EXPECT_EQ(output, (Words{3, 0, 0}));
   }
   for (unsigned char opcode = 1; opcode <= 6; ++opcode) {
-    SCOPED_TRACE(testing::Message() << int{opcode});
+    SCOPED_TRACE(static_cast<int>(opcode));
     EXPECT_EQ(async(opcode, {}, output).code, sim::kBadOpcode);
   }
   unsigned int word = 0;
@@ -157,7 +157,7 @@ TEST_F(Postbox, AResultComesInWholeWords) {
            {0, 0}, {1, 1}, {4, 1}, {5, 2}, {8, 2}, {15, 4}, {16, 4}, {17, 4}, {0xffffffff, 4}}) {
     SCOPED_TRACE(bytes);
     EXPECT_EQ(async(0x11, {}, output, bytes).code, 0);
-    EXPECT_EQ(output.size(), words) << bytes;
+    EXPECT_EQ(output.size(), words);
   }
 }
 

@@ -166,19 +166,24 @@ TEST(Values, SumsTakeEveryPresentDeviceOfAnotherKind) {
 
 TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
   const std::string file = R"({"properties": {"gpu.p": {"value": 300},
-    "gpu.w": {"walk": [100, 500]},
+    "gpu.w": {"walk": [100, 500]}, "gpu.sampled": {"integral": "gpu.w"},
     "gpu.e": {"integral": "gpu.p", "precision": 1}, "gpu.scaled": {"integral": "gpu.p", "scale": 2},
     "gpu.f": {"integral": "gpu.w", "scale": 0.001, "precision": 6}}})";
   BoardState often = makeState(file);
   BoardState once = makeState(file);
   EXPECT_EQ(read(often, "gpu.e", 0, 2 * kSecond + kSecond / 2), "750.0");
   EXPECT_EQ(read(often, "gpu.scaled", 0, 2 * kSecond + kSecond / 2), "1500");
+  const PropertyIndex power = *once.properties().find("gpu.p");
+  const PropertyIndex walk = *once.properties().find("gpu.w");
+  const auto sample = [&](Time second) { return once.numberAt(walk, 0, second * kSecond); };
+  EXPECT_EQ(once.numberAt(*once.properties().find("gpu.sampled"), 0, 2 * kSecond + kSecond / 2),
+            sample(0) + sample(1) + sample(2) / 2)
+      << "samples lie at the beginnings of the seconds";
   for (Time time = 0; time < 100 * kSecond; time += 333'333) {
     read(often, "gpu.f", 1, time);
     often.compactHistory(time);
   }
   EXPECT_EQ(read(often, "gpu.f", 1, 100 * kSecond), read(once, "gpu.f", 1, 100 * kSecond));
-  const PropertyIndex power = *once.properties().find("gpu.p");
   once.set(power, 0, 10 * kSecond, 0);
   EXPECT_EQ(read(once, "gpu.e", 0, 100 * kSecond), "3000.0");
 }
