@@ -28,6 +28,7 @@ INCLUDES = {
         "devmgr",
         "catalogue",
     },
+    "record": {"record", "journal", "devmgr", "catalogue"},
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
     "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
 }
