@@ -36,7 +36,8 @@ do_install_ptest() {
 
 PACKAGES =+ "${@bb.utils.contains('SIMULATED', '1', '${PN}-sim', '', d)}"
 PACKAGES =+ "${PN}-check ${PN}-bash-completion ${PN}-zsh-completion"
-FILES:${PN}-sim = "${bindir}/boardctl-sim ${libdir}/boardctl/sim ${docdir}/boardctl-sim \
+FILES:${PN}-sim = "${bindir}/boardctl-sim ${bindir}/boardctl-journal ${libdir}/boardctl/sim \
+    ${docdir}/boardctl-sim \
     ${datadir}/rlwrap/completions/boardctl-sim"
 FILES:${PN}-check = "${bindir}/devmgr-check"
 FILES:${PN}-bash-completion = "${datadir}/bash-completion"

@@ -68,10 +68,14 @@ def test_the_simulated_board(install, tmp_path):
     private = ("boardctl", "sim", "libdevmgr.so.0")
     assert [pathlib.Path(name).parts[-3:] for name in libraries] == [private]
     assert {name for name in files if not name.startswith(documents)} - libraries == {
+        "bin/boardctl-journal",
         "bin/boardctl-sim",
+        "share/bash-completion/completions/boardctl-journal",
         "share/bash-completion/completions/boardctl-sim",
+        "share/man/man1/boardctl-journal.1",
         "share/man/man7/boardctl-sim.7",
         "share/rlwrap/completions/boardctl-sim",
+        "share/zsh/site-functions/_boardctl-journal",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
         *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),

@@ -11,6 +11,7 @@ from limits import HANG
 
 PAGES = {
     "boardctl(1)": GENERATED / "boardctl.1",
+    "boardctl-journal(1)": ROOT / "docs/man/boardctl-journal.1",
     "boardctl-record(1)": ROOT / "docs/man/boardctl-record.1",
     "boardctl-report(1)": ROOT / "docs/man/boardctl-report.1",
     "boardctl-shell(1)": ROOT / "docs/man/boardctl-shell.1",

@@ -139,6 +139,7 @@ def test_contents(packages):
     assert [name for name in tool if ".so" in name] == ["./usr/lib/boardctl/libboardctl-record.so"]
     libraries = [name for name in contents(packages["boardctl-sim"]) if ".so" in name]
     assert libraries == ["./usr/lib/boardctl/sim/libdevmgr.so.0"]
+    assert "./usr/bin/boardctl-journal" in contents(packages["boardctl-sim"])
 
 
 def files_below(folder):
