@@ -83,8 +83,8 @@ void addProcess(Line& header, const void* inLibrary) {
   if (!arguments.empty()) header.add("arguments", std::span(arguments));
   const std::string tool = buildIdOf(nullptr);
   const std::string library = buildIdOf(inLibrary);
-  if (!tool.empty()) header.addName("tool", tool);
-  if (!library.empty()) header.addName("library", library);
+  if (!tool.empty()) header.add("tool", tool);
+  if (!library.empty()) header.add("library", library);
 }
 
 }  // namespace journal

@@ -7,6 +7,7 @@ mapped depends on what the page cache holds.
 
 import json
 import os
+import pathlib
 import platform
 import resource
 import subprocess
@@ -31,6 +32,15 @@ def test_the_shipped_program_is_small(tmp_path):
     sizes = subprocess.run(["size", stripped], capture_output=True, text=True, check=True).stdout
     within("text", int(sizes.splitlines()[1].split()[0]), BUDGET["armhf"]["text"])
     within("file", stripped.stat().st_size, BUDGET["armhf"]["file"])
+
+
+@pytest.mark.skipif(not EMULATOR, reason="the budget is for the controller's build")
+def test_the_recorder_is_small():
+    (recorder,) = (pathlib.Path(os.environ["BOARDCTL_BUILD"]) / "record").rglob("lib*.so")
+    sizes = subprocess.run(["size", recorder], capture_output=True, text=True, check=True).stdout
+    text = int(sizes.splitlines()[1].split()[0])
+    print(f"recorder's text: {text}")
+    assert text <= BUDGET["armhf"]["recorder text"]
 
 
 def run_with(kib, *words):
