@@ -15,9 +15,14 @@ using sim::Decimal;
 
 /// The number that the board would print as that text.
 std::optional<Decimal> numberIn(const std::string& text) {
-  const auto number = sim::parseDecimal(text);
-  if (!number || sim::formatDecimal(number->value, number->precision) != text) return {};
-  return number;
+  const sim::Spelled spelled = sim::parseNumber(text);
+  if (spelled.precision > sim::kMaxPrecision) return {};
+  const auto value = spelled.inUnitsOf(-sim::kMaxPrecision);
+  const sim::Fixed limit = sim::kMaxWhole * sim::kOne;
+  if (!value || *value < -limit || *value > limit) return {};
+  const auto precision = static_cast<int>(spelled.precision);
+  if (sim::formatDecimal(*value, precision) != text) return {};
+  return Decimal{*value, precision};
 }
 
 ValueModel constantOf(const Call& call) {
