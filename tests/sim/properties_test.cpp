@@ -104,7 +104,7 @@ TEST(Values, AWalkTurnsOncePerPeriodAndGoesStraightOn) {
   for (const auto& [name, period] : {std::pair("gpu.w", 4), std::pair("gpu.slow", 10)}) {
     SCOPED_TRACE(name);
     const PropertyIndex walk = *state.properties().find(name);
-    const auto at = [&](Time halfPeriods) {
+    const auto at = [&, period = period](Time halfPeriods) {
       return state.numberAt(walk, 1, halfPeriods * period * kSecond / 2);
     };
     for (Time turn = 0; turn < 20; turn += 2) {
