@@ -15,16 +15,16 @@ namespace {
 constexpr std::size_t kShortest = 4;
 constexpr std::size_t kBinaryDigits = 16;
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isDecimal(char c) { return c >= '0' && c <= '9'; }
 bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool isLower(char c) { return c >= 'a' && c <= 'z'; }
-bool isAlphanumeric(char c) { return isDigit(c) || isUpper(c) || isLower(c); }
+bool isAlphanumeric(char c) { return isDecimal(c) || isUpper(c) || isLower(c); }
 char toLower(char c) { return isUpper(c) ? static_cast<char>(c - 'A' + 'a') : c; }
 char toUpper(char c) { return isLower(c) ? static_cast<char>(c - 'a' + 'A') : c; }
 
 bool isHexadecimal(std::string_view value) {
   return std::ranges::all_of(
-      value, [](char c) { return !isAlphanumeric(c) || isDigit(c) || toLower(c) <= 'f'; });
+      value, [](char c) { return !isAlphanumeric(c) || isDecimal(c) || toLower(c) <= 'f'; });
 }
 
 std::string_view identityIn(std::string_view value) {
@@ -40,8 +40,8 @@ std::string sameClasses(std::string value, std::uint64_t number) {
   const unsigned letters = isHexadecimal(value) ? 6 : 26;
   for (auto c = value.rbegin(); c != value.rend(); ++c) {
     if (!isAlphanumeric(*c)) continue;
-    const unsigned size = isDigit(*c) ? 10 : letters;
-    const char first = isDigit(*c) ? '0' : isUpper(*c) ? 'A' : 'a';
+    const unsigned size = isDecimal(*c) ? 10 : letters;
+    const char first = isDecimal(*c) ? '0' : isUpper(*c) ? 'A' : 'a';
     *c = static_cast<char>(first + static_cast<char>(number % size));
     number /= size;
   }
@@ -63,7 +63,7 @@ std::string bytesOf(std::string_view digits) {
   int high = -1;
   for (const char c : digits) {
     if (!isAlphanumeric(c)) continue;
-    const int nibble = isDigit(c) ? c - '0' : toLower(c) - 'a' + 10;
+    const int nibble = isDecimal(c) ? c - '0' : toLower(c) - 'a' + 10;
     if (high >= 0) bytes += static_cast<char>(high * 16 + nibble);
     high = high < 0 ? nibble : -1;
   }
@@ -103,7 +103,7 @@ class LineCopy {
     for (line_ = line; at_ < line_.size();) {
       if (line_[at_] == '"') {
         text();
-      } else if (hasWords_ && isDigit(line_[at_])) {
+      } else if (hasWords_ && isDecimal(line_[at_])) {
         words();
       } else {
         ++at_;
@@ -161,9 +161,9 @@ class LineCopy {
     std::vector<std::uint32_t> words;
     while (at_ < line_.size()) {
       constexpr std::string_view kBetween = R"(,"extended":)";
-      if (isDigit(line_[at_])) {
+      if (isDecimal(line_[at_])) {
         words.push_back(number());
-      } else if (line_[at_] == ',' && at_ + 1 < line_.size() && isDigit(line_[at_ + 1])) {
+      } else if (line_[at_] == ',' && at_ + 1 < line_.size() && isDecimal(line_[at_ + 1])) {
         ++at_;
       } else if (key_ == "data" && line_.substr(at_).starts_with(kBetween)) {
         at_ += kBetween.size();
@@ -174,7 +174,7 @@ class LineCopy {
     if (!replacements_.apply(std::span(words))) return;
     const std::size_t end = std::exchange(at_, begin);
     for (auto word = words.begin(); at_ < end;) {
-      if (!isDigit(line_[at_])) {
+      if (!isDecimal(line_[at_])) {
         ++at_;
         continue;
       }
@@ -186,7 +186,7 @@ class LineCopy {
 
   std::uint32_t number() {
     std::uint32_t value = 0;
-    while (at_ < line_.size() && isDigit(line_[at_])) {
+    while (at_ < line_.size() && isDecimal(line_[at_])) {
       value = value * 10 + static_cast<std::uint32_t>(line_[at_++] - '0');
     }
     return value;
@@ -218,15 +218,15 @@ class LineCopy {
         text += token[i];
         continue;
       }
-      constexpr std::string_view kEscapes = "b\bf\fn\nr\rt\t";
-      const std::size_t escape = kEscapes.find(token[++i]);
+      constexpr std::string_view kShortEscapes = "b\bf\fn\nr\rt\t";
+      const std::size_t escape = kShortEscapes.find(token[++i]);
       if (token[i] == 'u') {
         unsigned code = 0;
         std::from_chars(&token[i] + 1, &token[0] + std::min(i + 5, token.size()), code, 16);
         text += static_cast<char>(code);
         i += 4;
       } else {
-        text += escape == std::string_view::npos ? token[i] : kEscapes[escape + 1];
+        text += escape == std::string_view::npos ? token[i] : kShortEscapes[escape + 1];
       }
     }
     return text;

@@ -259,32 +259,6 @@ TEST(Capture, TheFirstInputThatDiffersIsNamed) {
   EXPECT_EQ(get(1, "a", 0, 4).difference(call), "") << "outputs are no inputs";
 }
 
-class Upper : public journal::Filter {
- public:
-  [[nodiscard]] std::string apply(std::string_view text) const override {
-    std::string changed(text);
-    for (char& c : changed) {
-      if (c == 'a') c = 'A';
-    }
-    return changed;
-  }
-  [[nodiscard]] std::vector<std::uint32_t> applyWords(
-      std::span<const std::uint32_t> words) const override {
-    return {words.rbegin(), words.rend()};
-  }
-};
-
-TEST(Line, AFilterChangesValuesAndNoNames) {
-  const Upper filter;
-  journal::Line line(&filter);
-  const std::vector<std::uint32_t> words{1, 2};
-  const std::vector<std::string> texts{"a", "b"};
-  line.addName("call", "aa").add("a", "a").add("words", std::span(words));
-  line.open("args").add("texts", std::span(texts)).add("number", -1);
-  EXPECT_EQ(line.text(),
-            R"({"call":"aa","a":"A","words":[2,1],"args":{"texts":["A","b"],"number":-1}})");
-}
-
 TEST(Process, IsToldByItsArgumentsAndBuildIds) {
   const std::vector<std::string> arguments = journal::processArguments();
   ASSERT_FALSE(arguments.empty());
