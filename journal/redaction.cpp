@@ -218,15 +218,15 @@ class LineCopy {
         text += token[i];
         continue;
       }
-      constexpr std::string_view kControls = "b\bf\fn\nr\rt\t";
-      const std::size_t escape = kControls.find(token[++i]);
+      constexpr std::string_view kShortEscapes = "b\bf\fn\nr\rt\t";
+      const std::size_t escape = kShortEscapes.find(token[++i]);
       if (token[i] == 'u') {
         unsigned code = 0;
         std::from_chars(&token[i] + 1, &token[0] + std::min(i + 5, token.size()), code, 16);
         text += static_cast<char>(code);
         i += 4;
       } else {
-        text += escape == std::string_view::npos ? token[i] : kControls[escape + 1];
+        text += escape == std::string_view::npos ? token[i] : kShortEscapes[escape + 1];
       }
     }
     return text;

@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <new>
@@ -36,7 +37,7 @@ struct Registration {
 };
 
 /// The library's function of that name. Without it the tool would not have started.
-void* realFunction(const char* symbol) {
+void* find(const char* symbol) {
   void* const found = dlsym(RTLD_NEXT, symbol);
   if (found != nullptr) return found;
   writeQuietly(STDERR_FILENO,
@@ -56,7 +57,7 @@ UpdateCallback passed(const UpdateCallback& callback, const journal::Capture& ca
   if (callback && call.number() != 0) {
     try {
       return [registration = std::make_shared<const Registration>(
-                  callback, std::string(capture.text("api")), call.number())](
+                  Registration{callback, std::string(capture.text("api")), call.number()})](
                  std::uint16_t id, data_info::DataInfo&& info, std::uint64_t sequence) {
         update(registration->apiName, registration->number, id, sequence);
         registration->callback(id, std::move(info), sequence);
@@ -68,20 +69,27 @@ UpdateCallback passed(const UpdateCallback& callback, const journal::Capture& ca
   return callback;
 }
 
-/// One entry point. Calls of it look for the library's function once.
-template <journal::Entry entry, class Function>
-struct Recorded;
-template <journal::Entry entry, class... P>
-struct Recorded<entry, int(P...)> {
-  static inline std::atomic<int (*)(P...)> real = nullptr;
+using AnyFunction = void (*)();
+std::array<std::atomic<AnyFunction>, journal::kEntryCount> realFunctions;
 
-  static int call(const char* symbol, const void* caller, P... arguments) {
-    auto* function = real.load(std::memory_order_relaxed);
-    if (function == nullptr) {
-      function = reinterpret_cast<int (*)(P...)>(realFunction(symbol));
-      real.store(function, std::memory_order_relaxed);
-    }
-    if (!isRecorded(caller)) return function(std::forward<P>(arguments)...);
+AnyFunction realFunctionOf(journal::Entry entry, const char* symbol) {
+  std::atomic<AnyFunction>& known = realFunctions[static_cast<std::size_t>(entry)];
+  AnyFunction function = known.load(std::memory_order_relaxed);
+  if (function == nullptr) {
+    function = reinterpret_cast<AnyFunction>(find(symbol));
+    known.store(function, std::memory_order_relaxed);
+  }
+  return function;
+}
+
+/// The entry points of one signature.
+template <class Function>
+struct Recorded;
+template <class... P>
+struct Recorded<int(P...)> {
+  static int call(journal::Entry entry, const char* symbol, const void* caller, P... arguments) {
+    auto* const function = reinterpret_cast<int (*)(P...)>(realFunctionOf(entry, symbol));
+    if (!isRecorded(caller)) return function(arguments...);
     const journal::Capture capture(entry, arguments...);
     Call call(capture);
     const int code = function(passed(arguments, capture, call)...);
@@ -119,10 +127,10 @@ struct ParameterOf<int(P...), i> {
 #define ARGUMENTS_10 ARGUMENTS_8, a8, a9
 
 /// Defines the function of that name and type with so many parameters.
-#define RECORD_AS(entry, name, symbol, type, count)             \
-  int name(PARAMETERS_##count(type)) {                          \
-    return record::Recorded<journal::Entry::entry, type>::call( \
-        symbol, __builtin_return_address(0) ARGUMENTS_##count); \
+#define RECORD_AS(entry, name, symbol, type, count)                                     \
+  int name(PARAMETERS_##count(type)) {                                                  \
+    return record::Recorded<type>::call(journal::Entry::entry, symbol,                  \
+                                        __builtin_return_address(0) ARGUMENTS_##count); \
   }
 #define RECORD(entry, name, count) RECORD_AS(entry, name, #name, decltype(name), count)
 
