@@ -124,7 +124,7 @@ End readEnd(const Parser& parser, const Object& line) {
 void claim(std::vector<bool>& numbers, std::int64_t number, const Parser& parser,
            const Object& line) {
   const auto index = static_cast<std::size_t>(number);
-  numbers.resize(kMaxLines + 1);
+  if (numbers.size() <= index) numbers.resize(index + 1);
   if (numbers[index]) parser.reject(parser.require(line, "n"), "the number occurs twice");
   numbers[index] = true;
 }
@@ -134,10 +134,10 @@ void claim(std::vector<bool>& numbers, std::int64_t number, const Parser& parser
 bool Reader::readLine() {
   line_.clear();
   ++number_;
+  const Parser place(file_, number_, line_);
   std::streambuf& source = *input_.rdbuf();
   constexpr auto kEnd = std::char_traits<char>::eof();
   for (int c = source.sbumpc(); c != '\n'; c = source.sbumpc()) {
-    const Parser place(file_, number_, line_);
     if (c == kEnd) {
       if (number_ == 1) place.reject(0, "not a journal: its first line is missing");
       if (!line_.empty()) cutAt_ = number_;
@@ -147,7 +147,6 @@ bool Reader::readLine() {
     line_ += static_cast<char>(c);
   }
   size_ += line_.size() + 1;
-  const Parser place(file_, number_, line_);
   if (number_ > kMaxLines) place.reject(0, "too many lines");
   if (size_ > kMaxFileSize) place.reject(0, "the file is too long");
   return true;
@@ -176,10 +175,7 @@ Record Reader::parse() {
     if (version_ == 1) {
       call.number = ++calls_;
     } else {
-      if (!call.code || begun_.empty() || !begun_[static_cast<std::size_t>(call.number)]) {
-        claim(begun_, call.number, parser, line);
-      }
-      if (call.code) claim(returned_, call.number, parser, line);
+      claim(call.code ? returned_ : begun_, call.number, parser, line);
     }
     return call;
   }
@@ -218,8 +214,8 @@ Recording readRecording(std::istream& input, const std::string& file) {
   std::ranges::stable_sort(calls, [](const Call& a, const Call& b) {
     return std::pair(a.number, !a.code) < std::pair(b.number, !b.code);
   });
-  const auto twins = std::ranges::unique(calls, {}, &Call::number);
-  calls.erase(twins.begin(), twins.end());
+  const auto isTwin = [](const Call& a, const Call& b) { return a.number == b.number; };
+  calls.erase(std::unique(calls.begin(), calls.end(), isTwin), calls.end());
   return recording;
 }
 
