@@ -83,6 +83,7 @@ int Player::answer(const Capture& capture) {
   if (!session) return kNotInitialised;
   Replay& replay = session->replay;
   deliver(*session, replay.due());
+  if (session != session_) return kStopped;
   const Replay::Answer answer = replay.next(capture);
   int code = kNotRecorded;
   if (answer.call != nullptr) {

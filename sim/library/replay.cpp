@@ -62,12 +62,16 @@ std::string Replay::leftOver() const {
          textOf(first) + " on";
 }
 
+Replay::Updates Replay::updatesBetween(std::int64_t begin, std::int64_t end) const {
+  const auto before = [](const journal::Update* update, std::int64_t order) {
+    return orderOf(update) < order;
+  };
+  const auto from = std::lower_bound(updates_.begin(), updates_.end(), begin, before);
+  return {from, std::lower_bound(from, updates_.end(), end, before)};
+}
+
 Replay::Updates Replay::takeUpdates(std::int64_t end) {
-  const auto from = updates_.begin() + static_cast<std::ptrdiff_t>(nextUpdate_);
-  const auto to = std::find_if(
-      from, updates_.end(), [&](const journal::Update* update) { return orderOf(update) >= end; });
-  nextUpdate_ = static_cast<std::size_t>(to - updates_.begin());
-  return {from, to};
+  return updatesBetween(std::exchange(taken_, end), end);
 }
 
 Replay::Updates Replay::due() {
@@ -105,13 +109,11 @@ Replay::Answer Replay::nextByRequest(const Capture& capture) {
   }
   if (found == nullptr) {
     std::string what = settings_.journal + ": not recorded: " + textOf(capture);
-    if (std::ranges::find(named_, what) != named_.end()) return {};
-    return {nullptr, {}, named_.emplace_back(std::move(what))};
+    if (!named_.insert(what).second) return {};
+    return {nullptr, {}, std::move(what)};
   }
   if (repeated) return {found, {}, ""};
-  const auto after = [](const journal::Update* update) { return update->after; };
-  const auto updates = std::ranges::equal_range(updates_, found->number, {}, after);
-  return {found, {updates.begin(), updates.end()}, ""};
+  return {found, updatesBetween(2 * found->number, 2 * found->number + 2), ""};
 }
 
 std::string Replay::nearestMatch(const Capture& capture) const {

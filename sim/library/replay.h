@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,18 +54,19 @@ class Replay {
  private:
   Answer nextInOrder(const journal::Capture& capture);
   Answer nextByRequest(const journal::Capture& capture);
+  [[nodiscard]] Updates updatesBetween(std::int64_t begin, std::int64_t end) const;
   Updates takeUpdates(std::int64_t end);
   [[nodiscard]] std::string difference(const journal::Capture& capture) const;
   [[nodiscard]] std::string nearestMatch(const journal::Capture& capture) const;
 
   ReplaySettings settings_;
   journal::Recording recording_;
-  Updates updates_;             ///< In the order of delivery.
-  std::size_t next_ = 0;        ///< Position of the next recorded call.
-  std::size_t nextUpdate_ = 0;  ///< Of the next one in `updates_`.
+  Updates updates_;         ///< In the order of delivery.
+  std::size_t next_ = 0;    ///< Position of the next recorded call.
+  std::int64_t taken_ = 0;  ///< In order: where the next updates begin.
   bool differs_ = false;
-  std::vector<bool> made_;          ///< By request: which recorded calls have been made.
-  std::vector<std::string> named_;  ///< By request: which calls have been said to be missing.
+  std::vector<bool> made_;       ///< By request: which recorded calls have been made.
+  std::set<std::string> named_;  ///< By request: which calls have been said to be missing.
 };
 
 }  // namespace sim

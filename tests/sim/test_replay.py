@@ -3,10 +3,10 @@
 import re
 import shutil
 import subprocess
+import time
 
 import pytest
 from built_program import BOARD, ROOT, STAMP, Boardctl
-from limits import HANG
 from replaying import RECORDING, ByTheBoard, comparable, replay_words, replayer
 
 BROKEN = sorted(
@@ -158,32 +158,36 @@ def test_another_order_of_updates_is_seen(way, board):
     assert run.stderr == ""
 
 
-def until_it_hangs(boardctl, words, sign):
-    """What the program prints until the sign that it hangs. It is then killed."""
-    process = subprocess.Popen(
-        boardctl.command(*words),
-        cwd=boardctl.folder,
-        env=boardctl.environment(),
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        text=True,
-    )
-    printed = ""
-    while sign not in printed:
-        printed += process.stdout.readline()
-    process.kill()
-    return printed + process.communicate(timeout=HANG)[0]
+def until_it_hangs(boardctl, words, hangs):
+    """What the program prints until `hangs` says so of that. It is then killed."""
+    printed = boardctl.folder / "printed"
+    with printed.open("wb") as output:
+        process = subprocess.Popen(
+            boardctl.command(*words),
+            cwd=boardctl.folder,
+            env=boardctl.environment(),
+            stdout=output,
+            stderr=subprocess.STDOUT,
+        )
+        while not hangs(printed.read_text()):
+            assert process.poll() is None, f"it ended: {printed.read_text()}"
+            time.sleep(0.01)
+        process.kill()
+        process.wait()
+    return printed.read_text()
 
 
 def test_a_call_that_never_returns(way, board):
     words = [*BOARD, "-p", "broken/hangs_profile.json", "-l", "3"]
     words += "get gpu 7 gpu.pcie.maxWidth 0".split()
-    recorded = until_it_hangs(board, way.words(board.folder, words), "Wfault rule 0 fired (1)")
-    file = board.folder / RECORDING
-    line = len(file.read_text().splitlines())
+    recorded = until_it_hangs(
+        board, way.words(board.folder, words), lambda _: way.hangs(board.folder)
+    )
+    line = len((board.folder / RECORDING).read_text().splitlines())
     player = replayer(board.folder.parent / "replay", board.folder)
     sign = f"W{RECORDING}:{line}: this call never returned, nor does it now\n"
-    replayed = until_it_hangs(player, replay_words(player.folder, words), sign)
+    words = replay_words(player.folder, words)
+    replayed = until_it_hangs(player, words, lambda printed: sign in printed)
     assert comparable(replayed) == comparable(recorded) != ""
 
 

@@ -35,6 +35,12 @@ class ByTheBoard:
         (folder / name).write_text(json.dumps(content | {"journal": recording}))
         return with_profile(words, name)
 
+    @staticmethod
+    def hangs(folder):
+        """Whether the recording says that a call does."""
+        file = folder / RECORDING
+        return file.exists() and file.read_text().endswith('"hang":1}\n')
+
 
 def replay_words(folder, words, recording=RECORDING, **settings):
     """Prepares the folder for a command line, and returns the one that replays it."""
