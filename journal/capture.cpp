@@ -141,6 +141,8 @@ std::string_view Capture::text(std::string_view parameter) const {
   return isText ? bytesOf(arguments_[position]) : std::string_view();
 }
 
+Value Capture::input(std::size_t position) const { return inputOf(arguments_[position]); }
+
 // The names of the files stand beside the call, as in version 1.
 void Capture::begin(Line& line, std::int64_t number, std::int64_t at) const {
   const EntryPoint& point = entryPoint(entry_);

@@ -5,8 +5,8 @@
 
 namespace sim {
 
-/// What an entry point answers. 0 is success; every other code is small and positive, so that it
-/// reads the same in decimal and, below ten, in hexadecimal. The numbers never change their
+/// What an entry point answers. 0 is success; every other code of a board is small and positive, so
+/// that it reads the same in decimal and, below ten, in hexadecimal. The numbers never change their
 /// meaning: scripts and recorded journals hold them.
 enum Code : int {
   kOk = 0,
@@ -34,6 +34,7 @@ enum Code : int {
   kCannotOpen = 22,
   kIoError = 23,
   kInternal = 24,
+  kNotRecorded = 2989,  ///< 0xbad, so that nobody takes it for what a board answered.
 };
 
 struct CodeInfo {
@@ -72,6 +73,7 @@ inline constexpr std::array kCodes{
     CodeInfo{kCannotOpen, "cannotOpen", "the log file could not be opened"},
     CodeInfo{kIoError, "ioError", "the bus transfer failed"},
     CodeInfo{kInternal, "internal", "the library ran out of memory or met an unexpected state"},
+    CodeInfo{kNotRecorded, "notRecorded", "the replayed recording holds no answer to this call"},
 };
 
 }  // namespace sim

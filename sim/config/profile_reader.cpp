@@ -1,12 +1,17 @@
+#include <algorithm>
+
 #include "sim/config/fields.h"
 #include "sim/config/readers.h"
 
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 12> kProfileKeys{
-    "about",     "$schema",   "seed",    "clock",   "readyMs", "snapshot",
-    "latencyMs", "callbacks", "mailbox", "journal", "faults",  "timeline"};
+constexpr std::array<std::string_view, 13> kProfileKeys{
+    "about",     "$schema", "seed",    "clock",  "readyMs",  "snapshot", "latencyMs",
+    "callbacks", "mailbox", "journal", "faults", "timeline", "replay"};
+constexpr std::array<std::string_view, 3> kReplayProfileKeys{"about", "$schema", "replay"};
+constexpr std::array<std::string_view, 3> kReplayKeys{"journal", "match", "pace"};
+constexpr std::array<std::string_view, 2> kMatchWords{"inOrder", "byRequest"};
 constexpr std::array<std::string_view, 3> kClockKeys{"mode", "rate", "stepMs"};
 constexpr std::array<std::string_view, 2> kSnapshotKeys{"periodMs", "refreshMs"};
 constexpr std::array<std::string_view, 1> kCallbackKeys{"periodMs"};
@@ -51,6 +56,26 @@ void readLatency(const Node& node, Profile& profile) {
 }
 
 }  // namespace
+
+std::optional<ReplaySettings> readReplay(const Node& document) {
+  const Node* const replay = document.find("replay");
+  if (replay == nullptr) return {};
+  for (const Node& member : document.items) {
+    if (std::ranges::find(kReplayProfileKeys, member.key) == kReplayProfileKeys.end()) {
+      member.reject("only '$schema' and 'about' may stand beside 'replay'");
+    }
+  }
+  requireDocument(document, kReplayProfileKeys);
+  requireObject(*replay, kReplayKeys);
+  ReplaySettings settings;
+  settings.journal = textOf(requireMember(*replay, "journal"));
+  if (const Node* match = replay->find("match")) {
+    settings.match =
+        static_cast<ReplaySettings::Match>(wordOf(*match, kMatchWords, "a way to match calls"));
+  }
+  if (const Node* pace = replay->find("pace")) settings.paced = wholeOf(*pace, 0, 1) == 1;
+  return settings;
+}
 
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties) {
   requireDocument(document, kProfileKeys);

@@ -103,6 +103,55 @@ TEST(Profile, RejectionsNameThePlaceAndTheReason) {
             "f:1:13: /readyMs: 3600001 is not in 0..3600000");
 }
 
+std::string replayRejection(const std::string& members) {
+  try {
+    readReplay(parseJson("{" + members + "}", "f"));
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(Profile, AReplayNeedsAJournalAlone) {
+  EXPECT_FALSE(readReplay(parseJson(R"({"seed": 1})", "f")));
+  const auto replay = readReplay(parseJson(R"({"replay": {"journal": "j"}})", "f")).value();
+  EXPECT_EQ(replay.journal, "j");
+  EXPECT_EQ(replay.match, ReplaySettings::Match::inOrder);
+  EXPECT_FALSE(replay.paced);
+}
+
+TEST(Profile, AReplayMayBeByRequestAndPaced) {
+  const auto replay = readReplay(parseJson(R"({"about": "a", "$schema": "s",
+    "replay": {"journal": "j", "match": "byRequest", "pace": 1}})",
+                                           "f"))
+                          .value();
+  EXPECT_EQ(replay.match, ReplaySettings::Match::byRequest);
+  EXPECT_TRUE(replay.paced);
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "match": "inOrder", "pace": 0})"),
+            "accepted");
+}
+
+TEST(Profile, AReplayThatMeansNothingIsRejected) {
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j"}, "seed": 1)"),
+            "f:1:38: /seed: only '$schema' and 'about' may stand beside 'replay'");
+  EXPECT_EQ(replayRejection(R"("about": 1, "replay": {"journal": "j"})"),
+            "f:1:11: /about: expected a string, found a number");
+  EXPECT_EQ(replayRejection(R"("replay": "j")"),
+            "f:1:12: /replay: expected an object, found a string");
+  EXPECT_EQ(replayRejection(R"("replay": {})"), "f:1:12: /replay: the key 'journal' is missing");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": ""})"),
+            "f:1:24: /replay/journal: the text is empty");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "speed": 1})"),
+            "f:1:38: /replay/speed: unknown key 'speed'");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "match": "inorder"})"),
+            "f:1:38: /replay/match: 'inorder' is not a way to match calls; did you mean "
+            "'inOrder'?");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "pace": 2})"),
+            "f:1:37: /replay/pace: 2 is not in 0..1");
+  EXPECT_EQ(profileRejection(R"({"repaly": {}})"),
+            "f:1:12: /repaly: unknown key 'repaly'; did you mean 'replay'?");
+}
+
 TEST(Profile, FaultsThatMeanNothingAreRejected) {
   EXPECT_EQ(faultRejection(R"("device": "gpu0")"),
             "f:1:13: /faults/0: one of code, delayMs, hang, text, dropMs, storm is missing");

@@ -281,3 +281,35 @@ def test_both_know_the_limits_of_every_number(kind, text, low, high, tmp_path):
     assert codes == [0, 0, 0, 0, 14, 14], said
     valid = [VALIDATORS[kind].is_valid(json.loads(file.read_text())) for file in files]
     assert valid == [True, True, True, True, False, False]
+
+
+RECORDING = """{"journal":2,"clock":"real"}
+{"n":1,"at":0,"call":"GPUManagerInit","manifest":"","profile":"","properties":"","code":0,"took":0}
+{"n":2,"at":0,"call":"GPUManagerStop","args":{},"code":0,"took":0}
+"""
+REPLAYS = {"journal": "PATH", "match": "inOrder", "pace": 1}
+OTHERS = {"about": "a", "$schema": "s", "seed": 1, "journal": "j", "faults": []}
+
+
+def test_both_agree_on_replays(tmp_path):
+    (tmp_path / "j").write_text(RECORDING)
+    documents = [
+        {"replay": replay, **others}
+        for replay in ({}, *combinations(REPLAYS, 3))
+        for others in ({}, *combinations(OTHERS, 2))
+    ]
+    documents += [
+        {"replay": {**REPLAYS, key: value}}
+        for key in (*REPLAYS, "speed")
+        for value in ("", "byRequest", "other", 0, 2, None, [], {}, True)
+        if key != "journal" or value not in ("byRequest", "other")
+    ]
+    documents += [{"replay": value} for value in (None, "j", 1, [])]
+    files = [tmp_path / f"{number}.json" for number in range(len(documents))]
+    for file, document in zip(files, documents):
+        file.write_text(json.dumps(document).replace("PATH", str(tmp_path / "j")))
+    codes, said = library_codes("profile", files)
+    valid = [VALIDATORS["profile"].is_valid(document) for document in documents]
+    assert valid.count(True) > 10
+    assert [code == 0 for code in codes] == valid
+    assert len(said.splitlines()) == codes.count(14) == valid.count(False)

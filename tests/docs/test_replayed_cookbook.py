@@ -1,0 +1,65 @@
+"""Every command of the cookbook prints the same when each session in it is replayed."""
+
+import os
+import shutil
+import sys
+
+import pytest
+from built_program import EMULATOR, ROOT
+from test_cookbook import SHELLS, Kitchen, commands
+
+# Stands for the program. Sessions of one command run at the same time, so each goes by what is
+# asked of it: such a session gives the same answers each time.
+RECORDER = """#!{python}
+import hashlib, pathlib, subprocess, sys
+sys.path.insert(0, {support!r})
+from replaying import ByTheBoard, replay_words
+folder, words = pathlib.Path.cwd(), sys.argv[1:]
+asked = sys.stdin.buffer.read() if "shell" in words else b""
+name = hashlib.sha256(repr((words, asked)).encode()).hexdigest()[:16] + ".jsonl"
+prepare = replay_words if {replays} else ByTheBoard.words
+words = prepare(folder, words, name)
+sys.exit(subprocess.run([{program!r}, *words], input=asked).returncode)
+"""
+
+
+class RecordingKitchen(Kitchen):
+    def __init__(self, root, shell, replays):
+        super().__init__(root, shell)
+        built = {name: value for name, value in os.environ.items() if name.startswith("BOARDCTL")}
+        self.environment |= built
+        program, script = root / "bin/program", root / "bin/boardctl"
+        script.rename(program)
+        text = RECORDER.format(
+            python=sys.executable,
+            support=str(ROOT / "tests/support"),
+            replays=replays,
+            program=str(program),
+        )
+        script.write_text(text)
+        script.chmod(0o755)
+
+
+@pytest.fixture(scope="module")
+def kitchens(tmp_path_factory):
+    shell = "busybox" if EMULATOR else next(iter(SHELLS))
+    return [
+        RecordingKitchen(tmp_path_factory.mktemp("cook"), shell, replays)
+        for replays in (False, True)
+    ]
+
+
+@pytest.mark.parametrize(("definitions", "command", "expected"), commands())
+def test_command(kitchens, definitions, command, expected):
+    recording, replaying = kitchens
+    assert recording.cook(definitions + command) == expected
+    for file in recording.folder.glob("*.jsonl"):
+        shutil.copy(file, replaying.folder)
+    assert replaying.cook(definitions + command) == expected
+
+
+def test_the_commands_were_recorded(kitchens):
+    recording, replaying = kitchens
+    assert len(list(recording.folder.glob("*.jsonl"))) > 20
+    replayed = {file.name.split(".")[0] for file in replaying.folder.glob("*.replayed.json")}
+    assert replayed == {file.stem for file in recording.folder.glob("*.jsonl")}
