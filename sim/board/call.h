@@ -27,9 +27,9 @@ enum class Operation {
   rawSyncCmd,
   rawAsyncCmd,
 };
-inline constexpr std::array<std::string_view, 10> kOperationWords{
-    "init",     "list",         "get", "set",        "clear",
-    "snapshot", "set_callback", "raw", "rawSyncCmd", "rawAsyncCmd"};
+inline constexpr auto kOperationWords =
+    std::to_array<std::string_view>({"init", "list", "get", "set", "clear", "snapshot",
+                                     "set_callback", "raw", "rawSyncCmd", "rawAsyncCmd"});
 
 /// Whether calls of that kind have a property, and are about its device.
 constexpr bool involvesProperty(Operation operation) {

@@ -6,10 +6,11 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 15> kFaultKeys{
-    "operation", "device", "property", "accessMode", "fromMs", "untilMs", "probability", "every",
-    "times",     "code",   "delayMs",  "hang",       "text",   "dropMs",  "storm"};
-constexpr std::array<std::string_view, 3> kTextFaults{"truncated", "unterminated", "empty"};
+constexpr auto kFaultKeys = std::to_array<std::string_view>(
+    {"operation", "device", "property", "accessMode", "fromMs", "untilMs", "probability", "every",
+     "times", "code", "delayMs", "hang", "text", "dropMs", "storm"});
+constexpr auto kTextFaults =
+    std::to_array<std::string_view>({"truncated", "unterminated", "empty"});
 
 int readCode(const Node& node) {
   if (node.type == JsonType::number) return static_cast<int>(wholeOf(node, INT32_MIN, INT32_MAX));

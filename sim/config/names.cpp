@@ -9,9 +9,9 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 5> kFileKeys{"$schema", "about", "extends", "records",
-                                                    "properties"};
-constexpr std::array<std::string_view, 2> kRecordKeys{"entriesPerPage", "entries"};
+constexpr auto kFileKeys =
+    std::to_array<std::string_view>({"$schema", "about", "extends", "records", "properties"});
+constexpr auto kRecordKeys = std::to_array<std::string_view>({"entriesPerPage", "entries"});
 
 KindIndex kindOfProperty(const Node& node) {
   constexpr std::size_t kMaxName = 255;

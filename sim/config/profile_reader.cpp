@@ -6,16 +6,17 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 13> kProfileKeys{
-    "about",     "$schema", "seed",    "clock",  "readyMs",  "snapshot", "latencyMs",
-    "callbacks", "mailbox", "journal", "faults", "timeline", "replay"};
-constexpr std::array<std::string_view, 3> kReplayProfileKeys{"about", "$schema", "replay"};
-constexpr std::array<std::string_view, 3> kReplayKeys{"journal", "match", "pace"};
-constexpr std::array<std::string_view, 2> kMatchWords{"inOrder", "byRequest"};
-constexpr std::array<std::string_view, 3> kClockKeys{"mode", "rate", "stepMs"};
-constexpr std::array<std::string_view, 2> kSnapshotKeys{"periodMs", "refreshMs"};
-constexpr std::array<std::string_view, 1> kCallbackKeys{"periodMs"};
-constexpr std::array<std::string_view, 3> kPostboxKeys{"latencyMs", "timeoutMs", "selfTestMs"};
+constexpr auto kProfileKeys = std::to_array<std::string_view>(
+    {"about", "$schema", "seed", "clock", "readyMs", "snapshot", "latencyMs", "callbacks",
+     "mailbox", "journal", "faults", "timeline", "replay"});
+constexpr auto kReplayProfileKeys = std::to_array<std::string_view>({"about", "$schema", "replay"});
+constexpr auto kReplayKeys = std::to_array<std::string_view>({"journal", "match", "pace"});
+constexpr auto kMatchWords = std::to_array<std::string_view>({"inOrder", "byRequest"});
+constexpr auto kClockKeys = std::to_array<std::string_view>({"mode", "rate", "stepMs"});
+constexpr auto kSnapshotKeys = std::to_array<std::string_view>({"periodMs", "refreshMs"});
+constexpr auto kCallbackKeys = std::to_array<std::string_view>({"periodMs"});
+constexpr auto kPostboxKeys =
+    std::to_array<std::string_view>({"latencyMs", "timeoutMs", "selfTestMs"});
 
 /// Replaces `time` by the member of that name, if there is one, in milliseconds.
 void readTime(const Node& object, std::string_view key, std::int64_t low, Time& time) {

@@ -8,7 +8,7 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 4> kDetailKeys{"atMs", "device", "value", "count"};
+constexpr auto kDetailKeys = std::to_array<std::string_view>({"atMs", "device", "value", "count"});
 
 /// How the value is printed on each of the event's devices; their own values come last.
 std::vector<const Format*> formatsOf(const Property& property, const DevicePattern& device) {

@@ -71,6 +71,17 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
   }
   EXPECT_EQ(propertyRejection(std::string(300, '9')),
             at + std::string(255, '9') + "... is not in -9000000000000..9000000000000");
+  EXPECT_EQ(propertyRejection("\"\""), "accepted");
+  EXPECT_EQ(propertyRejection(R"({"value": 1, "unit": ""})"),
+            "p.json:1:47: /properties/gpu.x/unit: the text is empty");
+  EXPECT_EQ(propertyRejection('"' + std::string(10'239, 'x') + '"'), "accepted");
+  EXPECT_EQ(propertyRejection('"' + std::string(10'240, 'x') + '"'),
+            at + "the text is longer than 10239 bytes");
+  const auto named = [](std::size_t size) {
+    return propertiesRejection(R"({"properties": {"gpu.)" + std::string(size - 4, 'x') + "\": 1}}");
+  };
+  EXPECT_EQ(named(255), "accepted");
+  EXPECT_TRUE(named(256).ends_with(": a name must have 1 to 255 characters")) << named(256);
   EXPECT_EQ(propertyRejection(R"({"unit": "W"})"),
             at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
                  "missing");

@@ -90,13 +90,14 @@ TEST_F(Subscriptions, ACallbackLearnsWhatHasChanged) {
                 1, "HSCGetPowerConsumptionV2",
                 [&](std::uint16_t device, const data_info::DataInfo& info, std::uint64_t sequence) {
                   seen = std::to_string(device) + ' ' + info.propertyName + ' ' + info.apiName +
-                         ' ' + info.valueText + ' ' + info.unit + ' ' + std::to_string(sequence);
+                         ' ' + info.valueText + ' ' + info.unit + ' ' +
+                         std::to_string(info.updateCount) + ' ' + std::to_string(sequence);
                 },
                 -1, "", "", -1),
             0);
   ASSERT_EQ(set(1, "hsc.power.consumption", 7), 0);
   EXPECT_EQ(seen, std::to_string(3 * 256 + 1) +
-                      " hsc.power.consumption HSCGetPowerConsumptionV2 7.0 W 1");
+                      " hsc.power.consumption HSCGetPowerConsumptionV2 7.0 W 1 1");
 }
 
 TEST_F(Subscriptions, BeforeTheFirstRefreshNothingIsCalled) {
