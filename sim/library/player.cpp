@@ -28,8 +28,8 @@ void callOne(const UpdateCallback& callback, const journal::Update& update) {
     data_info::DataInfo info;
     info.propertyName = PropertyCatalogue::ApiPropertyMap.find(update.api).value_or("");
     info.apiName = update.api;
-    info.deviceType = id >> 8U;
-    info.deviceId = id & 0xffU;
+    info.deviceType = static_cast<std::int32_t>(id >> 8U);
+    info.deviceId = static_cast<std::int32_t>(id & 0xffU);
     info.updateCount = update.sequence;
     callback(id, info, update.sequence);
   } catch (...) {
