@@ -7,7 +7,7 @@ import time
 
 import pytest
 from built_program import BOARD, ROOT, STAMP, Boardctl
-from replaying import RECORDING, ByTheBoard, comparable, replay_words, replayer
+from replaying import RECORDING, ByTheBoard, ByTheRecorder, comparable, replay_words, replayer
 
 BROKEN = sorted(
     path.name for path in (ROOT / "examples/broken").iterdir() if "hangs" not in path.name
@@ -62,7 +62,7 @@ quit
 """
 
 
-@pytest.fixture(params=[ByTheBoard], ids=lambda way: way.__name__)
+@pytest.fixture(params=[ByTheBoard, ByTheRecorder], ids=lambda way: way.__name__)
 def way(request):
     """How a session is recorded."""
     return request.param
@@ -77,7 +77,7 @@ def board(tmp_path):
 
 
 def record(way, board, *words, **options):
-    return board(*way.words(board.folder, words), **options)
+    return way.program(board)(*way.words(board.folder, words), **options)
 
 
 def replay(board, *words, settings=None, **options):
@@ -181,9 +181,9 @@ def test_a_call_that_never_returns(way, board):
     words = [*BOARD, "-p", "broken/hangs_profile.json", "-l", "3"]
     words += "get gpu 7 gpu.pcie.maxWidth 0".split()
     recorded = until_it_hangs(
-        board, way.words(board.folder, words), lambda _: way.hangs(board.folder)
+        way.program(board), way.words(board.folder, words), lambda _: way.hangs(board.folder)
     )
-    line = len((board.folder / RECORDING).read_text().splitlines())
+    line = way.line_of_the_hang(board.folder)
     player = replayer(board.folder.parent / "replay", board.folder)
     sign = f"W{RECORDING}:{line}: this call never returned, nor does it now\n"
     words = replay_words(player.folder, words)
@@ -199,9 +199,9 @@ def shell(*lines):
     return "\n".join([*lines, "quit", ""])
 
 
-def difference(way, board, lines, **settings):
+def difference(board, lines, **settings):
     """What replaying other lines than the recorded ones prints."""
-    recorded = record(way, board, *BOARD, "shell", stdin=shell(*LINES))
+    recorded = record(ByTheBoard, board, *BOARD, "shell", stdin=shell(*LINES))
     assert recorded.stderr == ""
     run = replay(board, *BOARD, "shell", stdin=shell(*lines), settings=settings)
     assert run.status == 0
@@ -216,8 +216,8 @@ END = "; from here on every call answers 0xbad\n"
 LINE = f"[]E{RECORDING}:"
 
 
-def test_one_call_more(way, board):
-    said, printed = difference(way, board, [*LINES, GET.format(2)])
+def test_one_call_more(board):
+    said, printed = difference(board, [*LINES, GET.format(2)])
     assert said == (
         f"{LINE}9: recorded GPUManagerStop(), called {got(2)}: another function; "
         f"the nearest line that matches is 8{END}"
@@ -226,8 +226,8 @@ def test_one_call_more(way, board):
     assert printed.endswith("> Device[gpu2](gpu.pcie.maxWidth) Get Failed, rc = 0xbad\n> ")
 
 
-def test_one_call_fewer(way, board):
-    said, printed = difference(way, board, LINES[:-1])
+def test_one_call_fewer(board):
+    said, printed = difference(board, LINES[:-1])
     assert said == (
         f"{LINE}8: recorded {got(2)}, called GPUManagerStop(): another function; "
         f"the nearest line that matches is 9{END}"
@@ -235,8 +235,8 @@ def test_one_call_fewer(way, board):
     assert "Failed" not in printed
 
 
-def test_another_device(way, board):
-    said, printed = difference(way, board, [GET.format(0), GET.format(3), *LINES[2:]])
+def test_another_device(board):
+    said, printed = difference(board, [GET.format(0), GET.format(3), *LINES[2:]])
     assert said == (
         f"{LINE}5: recorded {got(1)}, called {got(3)}: 'device' is 3 instead of 1; "
         f"no line matches{END}"
@@ -244,8 +244,8 @@ def test_another_device(way, board):
     assert printed.count("0xbad") == 2 and printed.count(" 16\n") == 1
 
 
-def test_another_value(way, board):
-    said, _ = difference(way, board, [*LINES[:2], "set 0 gpu.firmware.writeProtectMode 0"])
+def test_another_value(board):
+    said, _ = difference(board, [*LINES[:2], "set 0 gpu.firmware.writeProtectMode 0"])
     call = "DeviceSetData(device 0, property 'gpu.firmware.writeProtectMode', value {})"
     assert said == (
         f"{LINE}7: recorded {call.format(1)}, called {call.format(0)}: 'value' is 0 instead of 1; "
@@ -253,16 +253,16 @@ def test_another_value(way, board):
     )
 
 
-def test_another_order(way, board):
-    said, _ = difference(way, board, [GET.format(0), GET.format(2), *LINES[2:]])
+def test_another_order(board):
+    said, _ = difference(board, [GET.format(0), GET.format(2), *LINES[2:]])
     assert said == (
         f"{LINE}5: recorded {got(1)}, called {got(2)}: 'device' is 2 instead of 1; "
         f"the nearest line that matches is 8{END}"
     )
 
 
-def test_an_option_that_was_not_recorded(way, board):
-    record(way, board, *BOARD, "shell", stdin=shell())
+def test_an_option_that_was_not_recorded(board):
+    record(ByTheBoard, board, *BOARD, "shell", stdin=shell())
     run = replay(board, *BOARD, "-l", "3", "shell", stdin=shell())
     assert re.sub(STAMP, "[]", run.stdout + run.stderr).startswith(
         f"{LINE}2: recorded GPUManagerInit("
@@ -270,17 +270,17 @@ def test_an_option_that_was_not_recorded(way, board):
     assert ", called GPUSetLogLevel(level 3): another function; no line matches" in run.stdout
 
 
-def test_by_request_in_any_order(way, board):
+def test_by_request_in_any_order(board):
     lines = [GET.format(2), GET.format(0), GET.format(0), LINES[2]]
-    said, printed = difference(way, board, lines, match="byRequest")
+    said, printed = difference(board, lines, match="byRequest")
     assert said == ""
     assert printed.count(" 16\n") == 3
     assert "Set done." in printed
 
 
-def test_by_request_what_is_missing_is_named_once(way, board):
+def test_by_request_what_is_missing_is_named_once(board):
     lines = [GET.format(5), GET.format(5), GET.format(0)]
-    said, printed = difference(way, board, lines, match="byRequest")
+    said, printed = difference(board, lines, match="byRequest")
     assert said == f"{LINE} not recorded: {got(5)}\n"
     assert printed.count("0xbad") == 2 and printed.count(" 16\n") == 1
 

@@ -1,9 +1,10 @@
 """Records a session of the program, and replays it in a folder without any board."""
 
 import json
+import os
 import re
 
-from built_program import STAMP, Boardctl
+from built_program import BOARDCTL, EMULATOR, SKIP_WAIT, STAMP, Boardctl
 
 RECORDING = "calls.jsonl"
 # What the library itself logs, which is no part of a recording, may stand within a line.
@@ -26,6 +27,8 @@ def profile_of(words):
 class ByTheBoard:
     """The simulated board writes the recording itself, as its journal."""
 
+    program = staticmethod(lambda board: board)
+
     @staticmethod
     def words(folder, words, recording=RECORDING):
         """Prepares the folder for a command line, and returns the one that records it."""
@@ -40,6 +43,48 @@ class ByTheBoard:
         """Whether the recording says that a call does."""
         file = folder / RECORDING
         return file.exists() and file.read_text().endswith('"hang":1}\n')
+
+    @staticmethod
+    def line_of_the_hang(folder):
+        return len((folder / RECORDING).read_text().splitlines())
+
+
+class ByTheRecorder:
+    """The recorder writes it, as it would of a real board."""
+
+    class program(Boardctl):
+        def __init__(self, board):
+            super().__init__(board.folder)
+
+        def environment(self):
+            environment = super().environment() | {
+                "BOARDCTL_RECORD": str(self.folder / RECORDING),
+                "BOARDCTL_RECORD_KEEP_IDENTITIES": "1",
+            }
+            if not EMULATOR:
+                environment["LD_PRELOAD"] = f"{SKIP_WAIT}:{os.environ['BOARDCTL_RECORDER']}"
+            return environment
+
+        def command(self, *words):
+            if not EMULATOR:
+                return [str(BOARDCTL), *words]
+            preload = f"LD_PRELOAD={SKIP_WAIT}:{os.environ['BOARDCTL_RECORDER']}"
+            return [*EMULATOR, "-E", preload, str(BOARDCTL), *words]
+
+    @staticmethod
+    def words(folder, words):
+        (folder / RECORDING).write_bytes(b"")
+        return words
+
+    @staticmethod
+    def hangs(folder):
+        """Whether the second line, that of the call under way, says so."""
+        lines = (folder / RECORDING).read_text().splitlines()
+        return len(lines) > 1 and '"call":"DeviceGetData"' in lines[1]
+
+    @staticmethod
+    def line_of_the_hang(_):
+        return 2
 
 
 def replay_words(folder, words, recording=RECORDING, **settings):
