@@ -203,6 +203,15 @@ TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
       rejection([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
 }
 
+TEST(Json, AFileMayGetTheDescriptorOfAClosedStandardInput) {
+  const int kept = dup(0);
+  close(0);
+  EXPECT_EQ(rejection([] { readJsonFile("/dev/null"); }),
+            "/dev/null:1:1: not JSON: unexpected end of file");
+  dup2(kept, 0);
+  close(kept);
+}
+
 TEST(Json, AFileHoldsFourMebibytesAtMost) {
   const std::string file = testing::TempDir() + "limit.json";
   std::ofstream(file) << std::string((4U << 20U) - 1, ' ') << '1';
