@@ -7,9 +7,9 @@
 namespace sim {
 namespace {
 
-/// Properties, each of which is `times` the next one.
+/// Properties, each of which is `times` the next one; backwards, each is known before it is needed.
 std::string chainOf(int length, int times, bool forwards = true) {
-  std::string text = R"("gpu.end": 1)";
+  std::string text;
   for (int i = 0; i < length; ++i) {
     const int number = forwards ? i : length - 1 - i;
     const std::string next =
@@ -18,7 +18,8 @@ std::string chainOf(int length, int times, bool forwards = true) {
     for (int j = 1; j < times; ++j) text += ',' + next;
     text += "]}";
   }
-  return text;
+  const std::string end = R"("gpu.end": 1)";
+  return forwards ? text.substr(1) + ',' + end : end + text;
 }
 
 std::string chain(int length, int times, bool forwards) {
