@@ -180,8 +180,11 @@ def until_it_hangs(boardctl, words, hangs):
 def test_a_call_that_never_returns(way, board):
     words = [*BOARD, "-p", "broken/hangs_profile.json", "-l", "3"]
     words += "get gpu 7 gpu.pcie.maxWidth 0".split()
+    # The rule is logged, and all before it written, just before the call hangs.
     recorded = until_it_hangs(
-        way.program(board), way.words(board.folder, words), lambda _: way.hangs(board.folder)
+        way.program(board),
+        way.words(board.folder, words),
+        lambda printed: " fired " in printed and way.hangs(board.folder),
     )
     line = way.line_of_the_hang(board.folder)
     player = replayer(board.folder.parent / "replay", board.folder)
