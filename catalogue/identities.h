@@ -29,18 +29,21 @@ constexpr std::uint64_t bitOf(std::uint32_t letters) {
   return std::uint64_t{1} << ((letters * 0x9E3779B1U) >> 26U);
 }
 
-inline constexpr auto kStarts = [] {
+constexpr auto startsOfWords() {
   std::array<std::uint32_t, std::size(kIdentityWords)> starts = {};
   for (std::size_t i = 0; i < starts.size(); ++i) {
     for (const char c : kIdentityWords[i].substr(0, 4)) starts[i] = with(starts[i], c);
   }
   return starts;
-}();
-inline constexpr std::uint64_t kBits = [] {
+}
+inline constexpr auto kStarts = startsOfWords();
+
+constexpr std::uint64_t bitsOfStarts() {
   std::uint64_t bits = 0;
   for (const std::uint32_t start : kStarts) bits |= bitOf(start);
   return bits;
-}();
+}
+inline constexpr std::uint64_t kBits = bitsOfStarts();
 
 }  // namespace identity_words
 

@@ -124,9 +124,11 @@ class BoardMaker {
     std::map<std::string_view, const Call*> refused;
     for (const auto& [question, calls] : observations_.calls) {
       for (const Call* call : calls) {
-        if (call->code == 0) answered.insert(question.property);
-        if (call->code != 0 && call->code != sim::kNoSuchProperty)
+        if (call->code == 0) {
+          answered.insert(question.property);
+        } else if (call->code != sim::kNoSuchProperty) {
           refused[question.property] = call;
+        }
       }
     }
     for (const ListedName& name : observations_.names) {

@@ -20,6 +20,7 @@ struct Question {
   int kind = -1;
   int id = -1;
   int mode = -1;
+  // NOLINTNEXTLINE(modernize-use-nullptr): there is no pointer; the check mistakes the default.
   auto operator<=>(const Question&) const = default;
 };
 

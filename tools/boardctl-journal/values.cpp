@@ -74,7 +74,7 @@ std::string jsonText(std::string_view text) {
 }
 
 ValueModel modelOf(const std::vector<const Call*>& reads, bool mayCount) {
-  const ValueModel constant = constantOf(*reads.back());
+  ValueModel constant = constantOf(*reads.back());
   if (!mayCount || !constant.isNumber) return constant;
   return counterOf(reads).value_or(constant);
 }
