@@ -141,10 +141,12 @@ std::string_view Capture::text(std::string_view parameter) const {
   return isText ? bytesOf(arguments_[position]) : std::string_view();
 }
 
+Value Capture::input(std::size_t position) const { return inputOf(arguments_[position]); }
+
 // The names of the files stand beside the call, as in version 1.
 void Capture::begin(Line& line, std::int64_t number, std::int64_t at) const {
   const EntryPoint& point = entryPoint(entry_);
-  line.add("n", number).add("at", at).addName("call", point.name);
+  line.add("n", number).add("at", at).add("call", point.name);
   if (entry_ != Entry::managerInit) line.open("args");
   for (std::size_t i = 0; i < count_; ++i) {
     if (!isOutput(arguments_[i].kind)) addInput(line, point.all[i].name, arguments_[i]);

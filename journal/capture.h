@@ -66,6 +66,9 @@ class Capture {
   /// a null pointer and for what is no text.
   [[nodiscard]] std::string_view text(std::string_view parameter) const;
 
+  /// The value of an input.
+  [[nodiscard]] Value input(std::size_t position) const;
+
   /// Begins the line of the call: its number, its time, the entry point and the inputs. What is
   /// added to the line before `end` becomes part of the arguments.
   void begin(Line& line, std::int64_t number, std::int64_t at) const;

@@ -6,6 +6,8 @@
 namespace journal {
 namespace {
 
+bool isPlain(char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; }
+
 void append(std::string& text, std::int64_t number) {
   std::array<char, 24> digits;
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
@@ -13,6 +15,12 @@ void append(std::string& text, std::int64_t number) {
 }
 
 }  // namespace
+
+// Most lines fit without another allocation.
+Line::Line() {
+  text_.reserve(512);
+  text_ = '{';
+}
 
 void Line::addKey(std::string_view key) {
   if (text_.back() != '{') text_ += ',';
@@ -24,37 +32,27 @@ void Line::addKey(std::string_view key) {
 void Line::addQuoted(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   text_ += '"';
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
+  for (std::size_t begin = 0, i = 0;; ++i) {
+    if (i < text.size() && isPlain(text[i])) continue;
+    text_ += text.substr(begin, i - begin);
+    if (i == text.size()) break;
+    const auto byte = static_cast<unsigned char>(text[i]);
+    text_ += '\\';
     if (byte < 0x20 || byte >= 0x7f) {
-      text_ += "\\u00";
+      text_ += "u00";
       text_ += kDigits[byte / 16];
       text_ += kDigits[byte % 16];
     } else {
-      if (c == '"' || c == '\\') text_ += '\\';
-      text_ += c;
+      text_ += text[i];
     }
+    begin = i + 1;
   }
   text_ += '"';
-}
-
-void Line::addFiltered(std::string_view text) {
-  if (filter_ == nullptr) {
-    addQuoted(text);
-  } else {
-    addQuoted(filter_->apply(text));
-  }
 }
 
 Line& Line::addRaw(std::string_view key, std::string_view json) {
   addKey(key);
   text_ += json;
-  return *this;
-}
-
-Line& Line::addName(std::string_view key, std::string_view name) {
-  addKey(key);
-  addQuoted(name);
   return *this;
 }
 
@@ -66,16 +64,11 @@ Line& Line::add(std::string_view key, std::int64_t number) {
 
 Line& Line::add(std::string_view key, std::string_view text) {
   addKey(key);
-  addFiltered(text);
+  addQuoted(text);
   return *this;
 }
 
 Line& Line::add(std::string_view key, std::span<const std::uint32_t> words) {
-  std::vector<std::uint32_t> changed;
-  if (filter_ != nullptr) {
-    changed = filter_->applyWords(words);
-    words = changed;
-  }
   addKey(key);
   char before = '[';
   for (const std::uint32_t word : words) {
@@ -92,7 +85,7 @@ Line& Line::add(std::string_view key, std::span<const std::string> texts) {
   char before = '[';
   for (const std::string& text : texts) {
     text_ += before;
-    addFiltered(text);
+    addQuoted(text);
     before = ',';
   }
   text_ += texts.empty() ? "[]" : "]";

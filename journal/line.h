@@ -12,29 +12,17 @@ namespace journal {
 /// The longest line that a reader takes, without its newline.
 inline constexpr std::size_t kMaxLineSize = std::size_t{16} << 20U;
 
-/// Changes the values of a line before they are written.
-class Filter {
- public:
-  virtual ~Filter() = default;
-  [[nodiscard]] virtual std::string apply(std::string_view text) const = 0;
-  [[nodiscard]] virtual std::vector<std::uint32_t> applyWords(
-      std::span<const std::uint32_t> words) const = 0;
-};
-
 /// One line of JSON under construction: an object whose members appear in the order in which they
 /// are added. Texts come out in ASCII: every other byte is written as the character of its number,
 /// so that any bytes make a valid line. Keys are written as they are. May throw `std::bad_alloc`.
 class Line {
  public:
-  /// `filter`: applied to texts and words; null changes nothing. Must outlive the line.
-  explicit Line(const Filter* filter = nullptr) : filter_(filter) {}
+  Line();
 
   Line& add(std::string_view key, std::int64_t number);
   Line& add(std::string_view key, std::string_view text);
   Line& add(std::string_view key, std::span<const std::uint32_t> words);
   Line& add(std::string_view key, std::span<const std::string> texts);
-  /// Adds a text that the filter does not see.
-  Line& addName(std::string_view key, std::string_view name);
   /// Adds a member that is JSON already.
   Line& addRaw(std::string_view key, std::string_view json);
 
@@ -43,15 +31,18 @@ class Line {
   Line& close();
 
   /// The object so far, with everything closed and without a newline.
-  [[nodiscard]] std::string text() const { return text_ + std::string(depth_, '}'); }
+  [[nodiscard]] std::string text() const {
+    std::string text;
+    appendTo(text);
+    return text;
+  }
+  void appendTo(std::string& text) const { text.append(text_).append(depth_, '}'); }
 
  private:
   void addKey(std::string_view key);
   void addQuoted(std::string_view text);
-  void addFiltered(std::string_view text);
 
-  const Filter* filter_;
-  std::string text_ = "{";
+  std::string text_;
   std::size_t depth_ = 1;
 };
 

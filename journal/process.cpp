@@ -43,7 +43,7 @@ std::string buildIdIn(std::string_view notes) {
     const std::size_t content = sizeof note + kPadded(note.n_namesz);
     const std::size_t end = content + kPadded(note.n_descsz);
     if (end > notes.size()) return "";
-    const bool isGnu = notes.substr(sizeof note, note.n_namesz) == std::string_view("GNU", 4);
+    const bool isGnu = notes.substr(sizeof note, note.n_namesz) == std::string_view("GNU\0", 4);
     if (note.n_type == NT_GNU_BUILD_ID && isGnu) {
       return hexadecimal(notes.substr(content, note.n_descsz));
     }
@@ -83,8 +83,8 @@ void addProcess(Line& header, const void* inLibrary) {
   if (!arguments.empty()) header.add("arguments", std::span(arguments));
   const std::string tool = buildIdOf(nullptr);
   const std::string library = buildIdOf(inLibrary);
-  if (!tool.empty()) header.addName("tool", tool);
-  if (!library.empty()) header.addName("library", library);
+  if (!tool.empty()) header.add("tool", tool);
+  if (!library.empty()) header.add("library", library);
 }
 
 }  // namespace journal

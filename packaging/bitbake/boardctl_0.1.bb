@@ -40,16 +40,18 @@ do_install_ptest() {
 
 PACKAGES =+ "${@bb.utils.contains('SIMULATED', '1', '${PN}-sim', '', d)}"
 PACKAGES =+ "${PN}-check ${PN}-bash-completion ${PN}-zsh-completion"
-FILES:${PN}-sim = "${bindir}/boardctl-sim ${libdir}/boardctl/sim ${docdir}/boardctl-sim \
+FILES:${PN}-sim = "${bindir}/boardctl-sim ${bindir}/boardctl-journal ${libdir}/boardctl/sim \
+    ${docdir}/boardctl-sim \
     ${datadir}/rlwrap/completions/boardctl-sim"
 FILES:${PN}-check = "${bindir}/devmgr-check"
 FILES:${PN}-bash-completion = "${datadir}/bash-completion"
 FILES:${PN}-zsh-completion = "${datadir}/zsh"
-FILES:${PN} += "${datadir}/rlwrap ${systemd_system_unitdir}"
+FILES:${PN} += "${datadir}/rlwrap ${systemd_system_unitdir} ${libdir}/boardctl/libboardctl-record.so"
 
-# Only ${PN}-sim uses the simulated board's library, and only the tests use the library that they
-# preload. Neither package may satisfy another package's dependency on a library of that name, so
-# PRIVATE_LIBS hides both libraries, and SKIP_FILEDEPS turns off rpm's own per-file dependencies.
+# Only ${PN}-sim uses the simulated board's library, and the recorder and the library of the tests are
+# only preloaded. No package may satisfy another package's dependency on a library of such a name, so
+# PRIVATE_LIBS hides these libraries, and SKIP_FILEDEPS turns off rpm's own per-file dependencies.
+PRIVATE_LIBS:${PN} = "libboardctl-record.so"
 PRIVATE_LIBS:${PN}-sim = "libdevmgr.so.0"
 PRIVATE_LIBS:${PN}-ptest = "libskip_wait.so"
 SKIP_FILEDEPS:${PN} = "${SIMULATED}"

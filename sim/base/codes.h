@@ -5,8 +5,8 @@
 
 namespace sim {
 
-/// What an entry point answers. 0 is success; every other code is small and positive, so that it
-/// reads the same in decimal and, below ten, in hexadecimal. The numbers never change their
+/// What an entry point answers. 0 is success; every other code of a board is small and positive, so
+/// that it reads the same in decimal and, below ten, in hexadecimal. The numbers never change their
 /// meaning: scripts and recorded journals hold them.
 enum Code : int {
   kOk = 0,
@@ -34,6 +34,7 @@ enum Code : int {
   kCannotOpen = 22,
   kIoError = 23,
   kInternal = 24,
+  kNotRecorded = 2989,  ///< 0xbad, so that nobody takes it for what a board answered.
 };
 
 struct CodeInfo {
@@ -51,7 +52,8 @@ inline constexpr std::array kCodes{
     CodeInfo{kNoSuchKind, "noSuchKind", "the device type is not one of the known codes"},
     CodeInfo{kNoSuchDevice, "noSuchDevice", "the board has no place for a device of that number"},
     CodeInfo{kDeviceAbsent, "deviceAbsent", "the device is not fitted or has fallen off the bus"},
-    CodeInfo{kNotReady, "notReady", "the first snapshot has not been taken yet"},
+    CodeInfo{kNotReady, "notReady",
+             "the device is not ready, or the first snapshot is not complete"},
     CodeInfo{kNotReadable, "notReadable", "the property cannot be read"},
     CodeInfo{kNotWritable, "notWritable", "the property cannot be written"},
     CodeInfo{kNotClearable, "notClearable", "the property cannot be cleared"},
@@ -61,7 +63,8 @@ inline constexpr std::array kCodes{
     CodeInfo{kBufferTooSmall, "bufferTooSmall", "the text does not fit the caller's buffer"},
     CodeInfo{kFileRefused, "fileRefused", "the manifest, profile or properties file was rejected"},
     CodeInfo{kAlreadyRunning, "alreadyRunning", "the manager is initialised already"},
-    CodeInfo{kNotSupported, "notSupported", "the device kind has no such operation"},
+    CodeInfo{kNotSupported, "notSupported",
+             "the board has no such sensor, or a callback tried to stop the manager"},
     CodeInfo{kStopped, "stopped", "the manager was stopped while the operation waited"},
     CodeInfo{kBusy, "busy", "the postbox still works on an earlier request"},
     CodeInfo{kBadOpcode, "badOpcode", "the postbox does not know the opcode"},
@@ -70,6 +73,7 @@ inline constexpr std::array kCodes{
     CodeInfo{kCannotOpen, "cannotOpen", "the log file could not be opened"},
     CodeInfo{kIoError, "ioError", "the bus transfer failed"},
     CodeInfo{kInternal, "internal", "the library ran out of memory or met an unexpected state"},
+    CodeInfo{kNotRecorded, "notRecorded", "the replayed recording holds no answer to this call"},
 };
 
 }  // namespace sim

@@ -1,6 +1,7 @@
 #include "sim/base/decimal.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 namespace sim {
@@ -9,7 +10,15 @@ namespace {
 constexpr Fixed kLowest = std::numeric_limits<Fixed>::min();
 constexpr Fixed kHighest = std::numeric_limits<Fixed>::max();
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+/// An exponent beyond 64 bits is as good as any other that no number can have.
+std::int64_t parseExponent(std::string_view text) {
+  if (text.starts_with('+')) text.remove_prefix(1);
+  constexpr std::int64_t kHuge = std::numeric_limits<std::int32_t>::max();
+  std::int64_t exponent = 0;
+  const auto error = std::from_chars(text.data(), text.data() + text.size(), exponent).ec;
+  if (error != std::errc()) return text.starts_with('-') ? -kHuge : kHuge;
+  return std::clamp(exponent, -kHuge, kHuge);
+}
 
 std::uint64_t magnitude(Fixed value) {
   const auto bits = static_cast<std::uint64_t>(value);
@@ -24,23 +33,34 @@ std::uint64_t powerOfTen(int exponent) {
 
 }  // namespace
 
-std::optional<Decimal> parseDecimal(std::string_view text) {
-  const bool negative = text.starts_with('-');
-  if (negative) text.remove_prefix(1);
-  const std::size_t point = std::min(text.find('.'), text.size());
-  const std::string_view whole = text.substr(0, point);
-  const std::string_view fraction = point < text.size() ? text.substr(point + 1) : "";
-  if (whole.empty() || whole.size() > 13 || !std::ranges::all_of(whole, isDigit)) return {};
-  if (!std::ranges::all_of(fraction, isDigit)) return {};
-  if (point < text.size() && (fraction.empty() || fraction.size() > kMaxPrecision)) return {};
+std::optional<std::int64_t> Spelled::inUnitsOf(int power) const {
+  constexpr std::int64_t kMostDigits = std::numeric_limits<std::int64_t>::digits10 + 1;
+  const std::int64_t zeros = digits.empty() ? 0 : exponent - power;
+  if (zeros > kMostDigits) return {};
+  const std::string text =
+      (negative ? "-0" : "0") + digits + std::string(static_cast<std::size_t>(zeros), '0');
+  std::int64_t count = 0;
+  const auto error = std::from_chars(text.data(), text.data() + text.size(), count).ec;
+  return error == std::errc() ? std::optional(count) : std::nullopt;
+}
 
-  Fixed value = 0;
-  for (const char digit : whole) value = value * 10 + (digit - '0');
-  if (value > kMaxWhole) return {};
-  for (std::size_t i = 0; i < kMaxPrecision; ++i) {
-    value = value * 10 + (i < fraction.size() ? fraction[i] - '0' : 0);
-  }
-  return Decimal{negative ? -value : value, static_cast<int>(fraction.size())};
+Spelled parseNumber(std::string_view json) {
+  Spelled number;
+  number.negative = json.starts_with('-');
+  if (number.negative) json.remove_prefix(1);
+  const std::size_t end = std::min(json.find_first_of("eE"), json.size());
+  const std::size_t point = std::min(json.find('.'), end);
+  number.digits = json.substr(0, point);
+  if (point < end) number.digits += json.substr(point + 1, end - point - 1);
+  const auto written = static_cast<std::int64_t>(number.digits.size() - point);
+  number.exponent = (end < json.size() ? parseExponent(json.substr(end + 1)) : 0) - written;
+  const std::size_t last = number.digits.find_last_not_of('0') + 1;
+  number.exponent += static_cast<std::int64_t>(number.digits.size() - last);
+  number.digits.resize(last);
+  number.digits.erase(0, number.digits.find_first_not_of('0'));
+  if (number.digits.empty()) number.exponent = 0;
+  number.precision = end < json.size() ? std::max<std::int64_t>(-number.exponent, 0) : written;
+  return number;
 }
 
 std::string formatDecimal(Fixed value, int precision) {

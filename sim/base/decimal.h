@@ -14,17 +14,30 @@ using Fixed = std::int64_t;
 inline constexpr Fixed kOne = 1'000'000;
 inline constexpr int kMaxPrecision = 6;
 
-/// The largest number that a file may hold, in whole units.
+/// The largest number that a value may have in a file, in whole units.
 inline constexpr std::int64_t kMaxWhole = 9'000'000'000'000;
 
 struct Decimal {
   Fixed value = 0;
-  int precision = 0;  ///< Digits after the point as written, 0 to 6.
+  int precision = 0;  ///< Digits after the point as written, or as needed; 0 to 6.
 };
 
-/// Reads a decimal number: an optional minus, digits, and optionally a point and 1 to 6 digits.
-/// Nothing for any other text and for numbers beyond `kMaxWhole`.
-std::optional<Decimal> parseDecimal(std::string_view text);
+/// A number as JSON spells it: `digits`, tenfold `exponent` times.
+struct Spelled {
+  bool negative = false;
+  std::string digits;         ///< Without zeros at either end; empty for 0.
+  std::int64_t exponent = 0;  ///< Of ten.
+  /// Digits after the point: as many as are written or, with an exponent, as the value needs.
+  std::int64_t precision = 0;
+
+  [[nodiscard]] bool isMultipleOf(int power) const { return exponent >= power; }
+
+  /// How many units of ten to that power it is; it must be a multiple. Nothing beyond 64 bits.
+  [[nodiscard]] std::optional<std::int64_t> inUnitsOf(int power) const;
+};
+
+/// Reads a number that is correct JSON.
+Spelled parseNumber(std::string_view json);
 
 /// Prints with `precision` digits (0 to 6) after the point, rounded half away from zero.
 std::string formatDecimal(Fixed value, int precision);

@@ -10,7 +10,7 @@
 namespace sim {
 namespace {
 
-constexpr Time kMaxCatchUpPolls = 1000;
+constexpr std::int64_t kMaxCatchUpPolls = 1000;
 
 }  // namespace
 
@@ -27,9 +27,9 @@ Board::Board(Topology topology, PropertyDb properties, Profile profile)
 
 // Events and polls happen in the order of time, whenever somebody comes to ask; an event goes first
 // when both are due at one moment, so that the poll sees it. When the clock has jumped far ahead,
-// only the last polls are made up for: more would keep the caller waiting for updates that nobody
-// could tell apart. Without subscriptions there is nothing to poll, and the moment moves on at
-// once.
+// only the first and the last polls are made up for: more would keep the caller waiting for updates
+// that nobody could tell apart. Without subscriptions there is nothing to poll, and the moment
+// moves on at once.
 void Board::advance(Time now) {
   if (subscriptions_.empty() && nextPoll_ > snapshot_.firstComplete() && nextPoll_ <= now) {
     nextPoll_ += (now - nextPoll_) / callbackPeriod_ * callbackPeriod_;
@@ -41,8 +41,8 @@ void Board::advance(Time now) {
     } else if (nextPoll_ <= now) {
       // Not to be tried again when there is no memory for it: the next one sees the same changes.
       pollChanges(std::exchange(nextPoll_, nextPoll_ + callbackPeriod_));
-      const Time due = (now - nextPoll_) / callbackPeriod_;
-      if (due > kMaxCatchUpPolls) nextPoll_ += (due - kMaxCatchUpPolls) * callbackPeriod_;
+      const std::int64_t others = (now - nextPoll_) / callbackPeriod_ + 1;
+      if (others > kMaxCatchUpPolls) nextPoll_ += (others - kMaxCatchUpPolls) * callbackPeriod_;
     } else {
       break;
     }

@@ -27,9 +27,23 @@ enum class Operation {
   rawSyncCmd,
   rawAsyncCmd,
 };
-inline constexpr std::array<std::string_view, 10> kOperationWords{
-    "init",     "list",         "get", "set",        "clear",
-    "snapshot", "set_callback", "raw", "rawSyncCmd", "rawAsyncCmd"};
+inline constexpr auto kOperationWords =
+    std::to_array<std::string_view>({"init", "list", "get", "set", "clear", "snapshot",
+                                     "set_callback", "raw", "rawSyncCmd", "rawAsyncCmd"});
+
+/// Whether calls of that kind have a property, and are about its device.
+constexpr bool involvesProperty(Operation operation) {
+  return operation == Operation::get || operation == Operation::set ||
+         operation == Operation::clear || operation == Operation::setCallback;
+}
+constexpr bool usesPostbox(Operation operation) { return operation >= Operation::raw; }
+constexpr bool involvesDevice(Operation operation) {
+  return involvesProperty(operation) || usesPostbox(operation);
+}
+
+/// Whether there are calls of that kind for a property, or to the devices of a kind.
+bool isPossible(Operation operation, std::string_view property);
+bool isPossible(Operation operation, KindIndex kind);
 
 /// One call into the library: what the caller asked for, and what that means on this board.
 struct Call {
@@ -51,7 +65,7 @@ struct Call {
   std::optional<PropertyIndex> property;  ///< Filled in by the board.
   std::string_view propertyName;          ///< Of `property`, as long as the board exists.
 
-  [[nodiscard]] bool usesPostbox() const { return operation >= Operation::raw; }
+  [[nodiscard]] bool usesPostbox() const { return sim::usesPostbox(operation); }
 };
 
 /// What a call gave, as much of it as the caller gets. Everything behind `answered` is meaningful

@@ -166,9 +166,8 @@ int Board::handleRequest(const Call& call, Time when, Result& result) {
       return subscribe(call, when);
     case Operation::raw:
     case Operation::rawSyncCmd:
-      return postbox_.request(state_, call.postbox, when, result.postbox);
     case Operation::rawAsyncCmd:
-      return postbox_.asyncRequest(seed_, call.postbox, when, result.postbox);
+      return postbox_.request(state_, seed_, call.postbox, when, result.postbox);
   }
   return kInternal;
 }

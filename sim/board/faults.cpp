@@ -11,6 +11,7 @@ bool matches(const FaultRule& rule, const Call& call, Time now) {
   if (rule.operation ? *rule.operation != call.operation : call.operation == Operation::init) {
     return false;
   }
+  if ((rule.effect.drop || rule.effect.storm > 0) && !call.device) return false;
   if (now < rule.from || (rule.until && now >= *rule.until)) return false;
   if (rule.device.kind && !(call.device && rule.device.matches(*call.device))) return false;
   if (rule.accessMode && rule.accessMode != call.accessMode) return false;

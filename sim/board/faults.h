@@ -26,6 +26,7 @@ struct FaultEffect {
   TextFault text = TextFault::none;
 };
 
+/// A rule that concerns the device, with a storm or a drop, matches only calls that have one.
 struct FaultRule {
   std::optional<Operation> operation;  ///< Without one: everything but `init`.
   DevicePattern device;                ///< All devices: also calls that concern none.

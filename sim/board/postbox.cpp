@@ -114,19 +114,22 @@ int readSensor(const BoardState& state, const PostboxRequest& request, Time time
 
 }  // namespace
 
-int Postbox::request(const BoardState& state, const PostboxRequest& request, Time time,
-                     PostboxReply& reply) {
+int Postbox::request(const BoardState& state, std::uint64_t seed, const PostboxRequest& request,
+                     Time time, PostboxReply& reply) {
   Box& box = boxOf(request.device);
   const OpcodeRow* row = findOpcode(request);
   int code = kOk;
-  if (row == nullptr || row->async) {
+  if (row == nullptr || row->async != request.async) {
     code = kBadOpcode;
   } else if (!row->whileWorking && working(box, time)) {
     code = kBusy;
+  } else if (request.async) {
+    code = carryOutAsync(seed, request, time, box, reply);
   } else {
     code = carryOut(state, request, time, box, reply);
+    reply.status = kPostboxDone;
   }
-  reply.status = code == kOk ? kPostboxDone : code == kBusy ? kPostboxWorking : kPostboxRejected;
+  if (code != kOk) reply.status = code == kBusy ? kPostboxWorking : kPostboxRejected;
   if (request.opcode != kRegisters) {
     box.lastRequest = std::uint32_t{request.opcode} | std::uint32_t{request.arg1} << 8U |
                       std::uint32_t{request.arg2} << 16U;
@@ -160,12 +163,8 @@ int Postbox::carryOut(const BoardState& state, const PostboxRequest& request, Ti
   return kOk;
 }
 
-int Postbox::asyncRequest(std::uint64_t seed, const PostboxRequest& request, Time time,
-                          PostboxReply& reply) {
-  Box& box = boxOf(request.device);
-  const OpcodeRow* row = findOpcode(request);
-  if (row == nullptr || !row->async) return kBadOpcode;
-  if (!row->whileWorking && working(box, time)) return kBusy;
+int Postbox::carryOutAsync(std::uint64_t seed, const PostboxRequest& request, Time time, Box& box,
+                           PostboxReply& reply) const {
   switch (request.opcode) {
     case kTestStart:
       if (request.data >= kTests) return kBadRequest;

@@ -29,6 +29,7 @@ struct PostboxRequest {
   std::uint32_t data = 0;
   std::uint32_t extended = 0;
   std::span<const std::uint32_t> input{};  ///< All words of an asynchronous request.
+  bool async = false;
 };
 
 /// The registers after a request.
@@ -55,14 +56,10 @@ class Postbox {
  public:
   explicit Postbox(PostboxSettings settings) : settings_(settings) {}
 
-  /// Carries out a request that is answered at once. Returns a code; the reply is filled in any
-  /// case.
-  int request(const BoardState& state, const PostboxRequest& request, Time time,
+  /// Carries out a request: one that is answered at once, or one that starts, asks after or cancels
+  /// the long-running request. Returns a code; the reply is filled in any case.
+  int request(const BoardState& state, std::uint64_t seed, const PostboxRequest& request, Time time,
               PostboxReply& reply);
-
-  /// Starts, asks after, or cancels the long-running request.
-  int asyncRequest(std::uint64_t seed, const PostboxRequest& request, Time time,
-                   PostboxReply& reply);
 
   /// What a device that falls off the bus forgets.
   void reset(Device device) { boxes_.erase({device.kind, device.id}); }
@@ -87,6 +84,8 @@ class Postbox {
   }
   int carryOut(const BoardState& state, const PostboxRequest& request, Time time, Box& box,
                PostboxReply& reply);
+  int carryOutAsync(std::uint64_t seed, const PostboxRequest& request, Time time, Box& box,
+                    PostboxReply& reply) const;
   int report(std::uint64_t seed, const PostboxRequest& request, Time time, Box& box,
              PostboxReply& reply) const;
 

@@ -18,7 +18,7 @@ namespace sim {
 enum class ClockMode { real, scaled, stepped };
 
 /// The words for the modes, in their order.
-inline constexpr std::array<std::string_view, 3> kClockWords{"real", "scaled", "stepped"};
+inline constexpr auto kClockWords = std::to_array<std::string_view>({"real", "scaled", "stepped"});
 
 struct ClockSettings {
   ClockMode mode = ClockMode::real;

@@ -15,8 +15,8 @@ namespace sim {
 enum class EventKind { set, clear, drop, restore, burst, lose };
 
 /// The words for the kinds, in their order.
-inline constexpr std::array<std::string_view, 6> kEventWords{"set",     "clear", "drop",
-                                                             "restore", "burst", "lose"};
+inline constexpr auto kEventWords =
+    std::to_array<std::string_view>({"set", "clear", "drop", "restore", "burst", "lose"});
 
 /// Something that happens to the board at a moment of the simulated clock.
 struct Event {

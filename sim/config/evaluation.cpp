@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <span>
 #include <string>
 #include <tuple>
 #include <variant>
@@ -31,6 +33,7 @@ struct Needs {
     others = std::max(others, other.others);
     depth = std::max(depth, other.depth);
     integral |= other.integral;
+    text |= other.text;
   }
   void add(const Needs& source, std::int64_t times) {
     others += (source.others + 1) * times;
@@ -53,83 +56,92 @@ class Evaluation {
         needs_(properties.all().size()) {}
 
   Needs visit(PropertyIndex index) {
-    const auto place = static_cast<std::size_t>(index);
-    const Node& node = *names_.properties()[place].node;
-    if (needs_[place].state == Needs::Visit::done) return needs_[place];
-    if (needs_[place].state == Needs::Visit::running) {
-      node.reject("the value is computed from itself");
-    }
-    needs_[place].state = Needs::Visit::running;
-    if (running_++ > kMaxDepth) rejectDepth(node);
+    Needs& known = needs_[static_cast<std::size_t>(index)];
+    if (known.state == Needs::Visit::done) return known;
+    if (known.state == Needs::Visit::running) rejectCycle(index);
+    known.state = Needs::Visit::running;
     const Property& property = properties_.at(index);
-    Needs most = visitDefinition(property.definition, property.kind, node);
-    most.text = property.definition.format.isText();
+    Needs most = visitDefinition(property.definition, {index, {}});
     for (const auto& [device, definition] : property.overrides) {
-      most.atLeast(visitDefinition(definition, property.kind, node));
-      most.text |= definition.format.isText();
-    }
-    --running_;
-    if (most.depth > kMaxDepth) rejectDepth(node);
-    if (most.others > kMaxOthers) {
-      node.reject("the value depends on more than " + std::to_string(kMaxOthers) + " others");
+      most.atLeast(visitDefinition(definition, {index, device}));
     }
     most.state = Needs::Visit::done;
-    return needs_[place] = most;
+    return known = most;
   }
 
  private:
-  [[noreturn]] static void rejectDepth(const Node& node) {
-    node.reject("the value depends on a chain of more than " + std::to_string(kMaxDepth) +
-                " others");
+  /// Where a definition stands: the property, and the device whose own value it is.
+  struct Place {
+    PropertyIndex property;
+    std::optional<int> device;
+  };
+
+  /// Looked up only for messages, since it takes time.
+  [[nodiscard]] const Node& nodeAt(const Place& place) const {
+    const Node& node = *names_.properties()[static_cast<std::size_t>(place.property)].node;
+    if (!place.device) return node;
+    const std::string device = nameOf({properties_.at(place.property).kind, *place.device});
+    const Node& own = requireMember(requireMember(manifest_, "overrides"), device);
+    return requireMember(requireMember(own, "properties"), node.key);
+  }
+
+  [[noreturn]] void rejectCycle(PropertyIndex index) const;
+  [[noreturn]] void rejectText(PropertyIndex index, const Place& place) const;
+  [[noreturn]] void rejectDepth(const Place& place) const {
+    nodeAt(place).reject("the value depends on a chain of more than " + std::to_string(kMaxDepth) +
+                         " others");
   }
 
   /// A number that values are computed from.
-  Needs visitSource(PropertyIndex index, const Node& node) {
+  Needs visitSource(PropertyIndex index, const Place& place) {
     const Needs needs = visit(index);
-    if (needs.text) rejectText(properties_.at(index), node);
+    if (needs.text) rejectText(index, place);
     return needs;
   }
 
-  [[noreturn]] void rejectText(const Property& source, const Node& node) const {
-    if (source.definition.format.isText()) {
-      node.reject("'" + source.name + "' is a text; a value can be computed from numbers only");
+  Needs visitDefinition(const Definition& definition, const Place& place) {
+    running_.push_back(place);
+    if (std::ssize(running_) > kMaxDepth + 1) rejectDepth(running_.front());
+    Needs all = visitModel(definition, place);
+    running_.pop_back();
+    all.text = definition.format.isText();
+    if (all.depth > kMaxDepth) rejectDepth(place);
+    if (all.others > kMaxOthers) {
+      nodeAt(place).reject("the value depends on more than " + std::to_string(kMaxOthers) +
+                           " others");
     }
-    const auto own = std::ranges::find_if(
-        source.overrides, [](const auto& value) { return value.second.format.isText(); });
-    const std::string device = nameOf({source.kind, own->first});
-    const Node& overrides = requireMember(requireMember(manifest_, "overrides"), device);
-    requireMember(requireMember(overrides, "properties"), source.name)
-        .reject("expected a number, since '" + std::string(node.key) + "' is computed from it");
+    return all;
   }
 
-  Needs visitDefinition(const Definition& definition, KindIndex own, const Node& node) {
+  Needs visitModel(const Definition& definition, const Place& place) {
+    const KindIndex kind = properties_.at(place.property).kind;
     Needs all;
     if (const auto* aggregate = std::get_if<Aggregate>(&definition.model)) {
       for (const PropertyIndex source : aggregate->sources) {
-        const KindIndex kind = properties_.at(source).kind;
-        all.add(visitSource(source, node), kind == own ? 1 : topology_.countOf(kind));
+        const KindIndex other = properties_.at(source).kind;
+        all.add(visitSource(source, place), other == kind ? 1 : topology_.countOf(other));
       }
     } else if (const auto* integral = std::get_if<Integral>(&definition.model)) {
-      if (properties_.at(integral->source).kind != own) {
-        node.reject("an integral needs a property of the same device");
+      if (properties_.at(integral->source).kind != kind) {
+        nodeAt(place).reject("an integral needs a property of the same device");
       }
-      all.add(visitSource(integral->source, node), kSamples);
-      if (all.integral) node.reject("an integral cannot be computed from another one");
+      all.add(visitSource(integral->source, place), kSamples);
+      if (all.integral) nodeAt(place).reject("an integral cannot be computed from another one");
       all.integral = true;
     } else if (const auto* page = std::get_if<Page>(&definition.model)) {
-      all = visitPage(*page, own, node);
+      all = visitPage(*page, place);
     }
     return all;
   }
 
   /// A page is visited once for each kind, however many properties and devices print it.
-  const Needs& visitPage(const Page& page, KindIndex own, const Node& node) {
-    const std::tuple key(page.record, page.page, own);
+  const Needs& visitPage(const Page& page, const Place& place) {
+    const std::tuple key(page.record, page.page, properties_.at(place.property).kind);
     const auto known = pages_.find(key);
     if (known != pages_.end()) return known->second;
     Needs all;
     for (const Definition& entry : properties_.record(page.record).onPage(page.page)) {
-      all.add(visitDefinition(entry, own, node), 1);
+      all.add(visitModel(entry, place), 1);
     }
     return pages_.insert_or_assign(key, all).first->second;
   }
@@ -140,8 +152,27 @@ class Evaluation {
   const Node& manifest_;
   std::vector<Needs> needs_;
   std::map<std::tuple<std::size_t, int, KindIndex>, Needs> pages_;
-  int running_ = 0;
+  std::vector<Place> running_;  ///< From the one that was visited first.
 };
+
+/// The place to change is a device's own value, if one takes part.
+void Evaluation::rejectCycle(PropertyIndex index) const {
+  const std::span cycle(std::ranges::find(running_, index, &Place::property), running_.end());
+  const auto own = std::ranges::find_if(cycle, [](const Place& p) { return p.device.has_value(); });
+  nodeAt(own == cycle.end() ? cycle.front() : *own).reject("the value is computed from itself");
+}
+
+void Evaluation::rejectText(PropertyIndex index, const Place& place) const {
+  const Property& source = properties_.at(index);
+  const Node& node = nodeAt(place);
+  if (source.definition.format.isText()) {
+    node.reject("'" + source.name + "' is a text; a value can be computed from numbers only");
+  }
+  const auto own = std::ranges::find_if(
+      source.overrides, [](const auto& value) { return value.second.format.isText(); });
+  nodeAt({index, own->first})
+      .reject("expected a number, since '" + std::string(node.key) + "' is computed from it");
+}
 
 }  // namespace
 

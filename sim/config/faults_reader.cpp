@@ -6,10 +6,11 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 15> kFaultKeys{
-    "operation", "device", "property", "accessMode", "fromMs", "untilMs", "probability", "every",
-    "times",     "code",   "delayMs",  "hang",       "text",   "dropMs",  "storm"};
-constexpr std::array<std::string_view, 3> kTextFaults{"truncated", "unterminated", "empty"};
+constexpr auto kFaultKeys = std::to_array<std::string_view>(
+    {"operation", "device", "property", "accessMode", "fromMs", "untilMs", "probability", "every",
+     "times", "code", "delayMs", "hang", "text", "dropMs", "storm"});
+constexpr auto kTextFaults =
+    std::to_array<std::string_view>({"truncated", "unterminated", "empty"});
 
 int readCode(const Node& node) {
   if (node.type == JsonType::number) return static_cast<int>(wholeOf(node, INT32_MIN, INT32_MAX));
@@ -56,26 +57,108 @@ void readEffect(FaultRule& rule, const Node& node) {
   const bool any = effect.delay != 0 || effect.hang || effect.drop || effect.storm != 0 ||
                    effect.code || effect.text != TextFault::none;
   if (!any) node.reject("one of code, delayMs, hang, text, dropMs, storm is missing");
-  if (rule.operation == Operation::init &&
-      (effect.drop || effect.storm != 0 || node.find("device") != nullptr || effect.hang)) {
-    node.reject("'init' involves no device: it can only fail or be delayed");
+}
+
+/// What a rule with an operation cannot have, since no call of that operation would match.
+struct Exclusion {
+  std::string_view key;
+  bool (*applies)(const FaultRule& rule, Operation operation);
+  std::string_view why;
+};
+constexpr std::array kExclusions{
+    Exclusion{"device",
+              [](const FaultRule& rule, Operation operation) {
+                return rule.device.kind && !involvesDevice(operation);
+              },
+              "involves no device"},
+    Exclusion{"device",
+              [](const FaultRule& rule, Operation operation) {
+                return rule.device.kind && usesPostbox(operation) &&
+                       !isPossible(operation, *rule.device.kind);
+              },
+              "cannot be sent to such a device"},
+    Exclusion{"property",
+              [](const FaultRule& rule, Operation operation) {
+                return !involvesProperty(operation) && !globMatches(rule.property, "");
+              },
+              "involves no property"},
+    Exclusion{"accessMode",
+              [](const FaultRule&, Operation operation) { return operation != Operation::get; },
+              "has no access mode"},
+    Exclusion{"dropMs",
+              [](const FaultRule&, Operation operation) { return !involvesDevice(operation); },
+              "involves no device"},
+    Exclusion{"storm",
+              [](const FaultRule&, Operation operation) { return !involvesDevice(operation); },
+              "involves no device"},
+    Exclusion{"hang",
+              [](const FaultRule& rule, Operation operation) {
+                return operation == Operation::init && rule.effect.hang;
+              },
+              "can only fail or be delayed"},
+    Exclusion{"fromMs",
+              [](const FaultRule& rule, Operation operation) {
+                return operation == Operation::init && rule.from > 0;
+              },
+              "happens at 0"},
+    Exclusion{"every",
+              [](const FaultRule& rule, Operation operation) {
+                return operation == Operation::init && rule.every > 1;
+              },
+              "happens once"},
+};
+
+void rejectExclusions(const FaultRule& rule, const Node& node) {
+  if (!rule.operation) return;
+  for (const auto& [key, applies, why] : kExclusions) {
+    const Node* member = node.find(key);
+    if (member == nullptr || !applies(rule, *rule.operation)) continue;
+    const std::string_view word = kOperationWords[static_cast<std::size_t>(*rule.operation)];
+    member->reject("'" + std::string(word) + "' " + std::string(why));
   }
-  if ((rule.operation == Operation::list || rule.operation == Operation::snapshot) &&
-      (effect.drop || effect.storm != 0)) {
-    node.reject("'" + std::string(kOperationWords[static_cast<std::size_t>(*rule.operation)]) +
-                "' involves no device: nothing can drop or send a storm");
+}
+
+/// Whether calls without a property can match.
+bool admitsOthers(const FaultRule& rule) {
+  if (rule.accessMode || !globMatches(rule.property, "")) return false;
+  const Operation operation = rule.operation.value_or(Operation::raw);
+  return !involvesProperty(operation) &&
+         (!rule.device.kind || isPossible(operation, *rule.device.kind));
+}
+
+void rejectWithoutProperty(const FaultRule& rule, const Node& node, const PropertyDb& properties) {
+  if (admitsOthers(rule)) return;
+  const Operation operation = rule.operation.value_or(Operation::get);
+  const Node* place = node.find("property");
+  std::span<const Property> candidates = properties.all();
+  if (place != nullptr && rule.property.find('*') == std::string::npos) {
+    const PropertyIndex index = readPropertyName(*place, properties);
+    candidates = candidates.subspan(static_cast<std::size_t>(index), 1);
   }
+  const bool found = std::ranges::any_of(candidates, [&](const Property& property) {
+    return (!rule.device.kind || *rule.device.kind == property.kind) &&
+           isPossible(operation, property.name) && globMatches(rule.property, property.name);
+  });
+  if (found) return;
+  if (place == nullptr) place = node.find("device");
+  std::string why = "no property";
+  if (rule.device.kind) why += " of " + std::string(wordOf(*rule.device.kind));
+  if (operation == Operation::setCallback) why += " that can be registered";
+  (place != nullptr ? *place : node).reject(why + " matches '" + rule.property + "'");
 }
 
 }  // namespace
 
-std::vector<FaultRule> readFaults(const Node& node, const Topology& topology) {
+std::vector<FaultRule> readFaults(const Node& node, const Topology& topology,
+                                  const PropertyDb& properties) {
   std::vector<FaultRule> rules;
   for (const Node& item : require(node, JsonType::array).items) {
     requireObject(item, kFaultKeys);
     FaultRule& rule = rules.emplace_back();
     readSelection(rule, item, topology);
     readEffect(rule, item);
+    rejectExclusions(rule, item);
+    rejectWithoutProperty(rule, item, properties);
   }
   return rules;
 }

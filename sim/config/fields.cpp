@@ -1,7 +1,6 @@
 #include "sim/config/fields.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
 
 #include "devmgr/properties.h"
@@ -29,6 +28,11 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
+[[noreturn]] void rejectRange(const Node& node, std::int64_t low, std::int64_t high) {
+  node.reject(shortened(node.text) + " is not in " + std::to_string(low) + ".." +
+              std::to_string(high));
+}
+
 }  // namespace
 
 const Node& require(const Node& node, JsonType type) {
@@ -50,27 +54,24 @@ std::string_view textOf(const Node& node) {
 }
 
 std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high) {
-  const std::string_view text = require(node, JsonType::number).text;
-  std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool whole = end == text.data() + text.size();
-  if (!whole) node.reject("expected a whole number, found " + shortened(text));
-  if (error != std::errc() || value < low || value > high) {
-    node.reject(shortened(text) + " is not in " + std::to_string(low) + ".." +
-                std::to_string(high));
-  }
-  return value;
+  const Spelled number = parseNumber(require(node, JsonType::number).text);
+  if (!number.isMultipleOf(0))
+    node.reject("expected a whole number, found " + shortened(node.text));
+  const std::optional<std::int64_t> value = number.inUnitsOf(0);
+  if (!value || *value < low || *value > high) rejectRange(node, low, high);
+  return *value;
 }
 
 Decimal decimalOf(const Node& node) {
-  const std::string_view text = require(node, JsonType::number).text;
-  const std::optional<Decimal> value = parseDecimal(text);
-  if (!value) {
-    node.reject(shortened(text) + " is not a plain number from -" + std::to_string(kMaxWhole) +
-                " to " + std::to_string(kMaxWhole) + " with at most " +
-                std::to_string(kMaxPrecision) + " digits after the point");
+  const Spelled number = parseNumber(require(node, JsonType::number).text);
+  if (number.precision > kMaxPrecision) {
+    node.reject(shortened(node.text) + " has more than 6 digits after the point");
   }
-  return *value;
+  const std::optional<Fixed> value = number.inUnitsOf(-kMaxPrecision);
+  if (!value || *value < -kMaxWhole * kOne || *value > kMaxWhole * kOne) {
+    rejectRange(node, -kMaxWhole, kMaxWhole);
+  }
+  return {*value, static_cast<int>(number.precision)};
 }
 
 Time timeOf(const Node& node, std::int64_t lowMs, std::int64_t highMs) {

@@ -21,10 +21,10 @@ const Node& require(const Node& node, JsonType type);
 /// A string of 1 to 10239 printable characters; `require` alone admits the empty string.
 std::string_view textOf(const Node& node);
 
-/// A whole number in [low, high].
+/// A whole number in [low, high], however it is spelled: 1000, 1000.0 or 1e3.
 std::int64_t wholeOf(const Node& node, std::int64_t low, std::int64_t high);
 
-/// A number with at most six digits after the point.
+/// A number with at most six digits after the point, not beyond `kMaxWhole`.
 Decimal decimalOf(const Node& node);
 
 bool truthOf(const Node& node);

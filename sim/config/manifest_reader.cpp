@@ -8,7 +8,7 @@ namespace {
 constexpr int kMaxDevices = 255;
 
 void readOverride(const Node& node, Topology& topology) {
-  static constexpr std::array<std::string_view, 2> kKeys{"absent", "properties"};
+  static constexpr auto kKeys = std::to_array<std::string_view>({"absent", "properties"});
   const Device device = deviceNamed(node, node.key, topology);
   requireObject(node, kKeys);
   const Node* absent = node.find("absent");
@@ -19,8 +19,8 @@ void readOverride(const Node& node, Topology& topology) {
 }  // namespace
 
 Topology readTopology(const Node& manifest) {
-  static constexpr std::array<std::string_view, 5> kKeys{"$schema", "about", "board", "devices",
-                                                         "overrides"};
+  static constexpr auto kKeys =
+      std::to_array<std::string_view>({"$schema", "about", "board", "devices", "overrides"});
   Topology topology;
   requireDocument(manifest, kKeys);
   // A name for people: only its presence and its form are checked.

@@ -9,9 +9,9 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 5> kFileKeys{"$schema", "about", "extends", "records",
-                                                    "properties"};
-constexpr std::array<std::string_view, 2> kRecordKeys{"entriesPerPage", "entries"};
+constexpr auto kFileKeys =
+    std::to_array<std::string_view>({"$schema", "about", "extends", "records", "properties"});
+constexpr auto kRecordKeys = std::to_array<std::string_view>({"entriesPerPage", "entries"});
 
 KindIndex kindOfProperty(const Node& node) {
   constexpr std::size_t kMaxName = 255;
@@ -19,11 +19,15 @@ KindIndex kindOfProperty(const Node& node) {
   if (name.empty() || name.size() > kMaxName) node.reject("a name must have 1 to 255 characters");
   const bool plain = std::ranges::all_of(name, [](char c) { return c > 0x20 && c < 0x7f; });
   if (!plain) node.reject("a name must consist of printable characters without blanks");
-  if (const Node* device = node.find("device")) {
-    return static_cast<KindIndex>(wordOf(*device, kindWords(), "a device kind"));
-  }
   const std::string_view word = name.substr(0, name.find('.'));
   const auto kind = kindOfWord(word);
+  if (const Node* device = node.find("device")) {
+    const auto given = static_cast<KindIndex>(wordOf(*device, kindWords(), "a device kind"));
+    if (kind && *kind != given) {
+      device->reject("the name makes it a property of " + std::string(word));
+    }
+    return given;
+  }
   if (!kind) {
     node.reject(inQuotes(word) + " is not a device kind" + suggestion(word, kindWords()));
   }
@@ -50,7 +54,7 @@ void DefinedNames::addProperty(const Node& node) {
   if (added) {
     properties_.push_back({&node, kind});
   } else {
-    properties_[static_cast<std::size_t>(known->second)].node = &node;
+    properties_[static_cast<std::size_t>(known->second)] = {&node, kind};
   }
 }
 

@@ -1,16 +1,22 @@
+#include <algorithm>
+
 #include "sim/config/fields.h"
 #include "sim/config/readers.h"
 
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 12> kProfileKeys{
-    "about",     "$schema",   "seed",    "clock",   "readyMs", "snapshot",
-    "latencyMs", "callbacks", "mailbox", "journal", "faults",  "timeline"};
-constexpr std::array<std::string_view, 3> kClockKeys{"mode", "rate", "stepMs"};
-constexpr std::array<std::string_view, 2> kSnapshotKeys{"periodMs", "refreshMs"};
-constexpr std::array<std::string_view, 1> kCallbackKeys{"periodMs"};
-constexpr std::array<std::string_view, 3> kPostboxKeys{"latencyMs", "timeoutMs", "selfTestMs"};
+constexpr auto kProfileKeys = std::to_array<std::string_view>(
+    {"about", "$schema", "seed", "clock", "readyMs", "snapshot", "latencyMs", "callbacks",
+     "mailbox", "journal", "faults", "timeline", "replay"});
+constexpr auto kReplayProfileKeys = std::to_array<std::string_view>({"about", "$schema", "replay"});
+constexpr auto kReplayKeys = std::to_array<std::string_view>({"journal", "match", "pace"});
+constexpr auto kMatchWords = std::to_array<std::string_view>({"inOrder", "byRequest"});
+constexpr auto kClockKeys = std::to_array<std::string_view>({"mode", "rate", "stepMs"});
+constexpr auto kSnapshotKeys = std::to_array<std::string_view>({"periodMs", "refreshMs"});
+constexpr auto kCallbackKeys = std::to_array<std::string_view>({"periodMs"});
+constexpr auto kPostboxKeys =
+    std::to_array<std::string_view>({"latencyMs", "timeoutMs", "selfTestMs"});
 
 /// Replaces `time` by the member of that name, if there is one, in milliseconds.
 void readTime(const Node& object, std::string_view key, std::int64_t low, Time& time) {
@@ -52,6 +58,26 @@ void readLatency(const Node& node, Profile& profile) {
 
 }  // namespace
 
+std::optional<ReplaySettings> readReplay(const Node& document) {
+  const Node* const replay = document.find("replay");
+  if (replay == nullptr) return {};
+  for (const Node& member : document.items) {
+    if (std::ranges::find(kReplayProfileKeys, member.key) == kReplayProfileKeys.end()) {
+      member.reject("only '$schema' and 'about' may stand beside 'replay'");
+    }
+  }
+  requireDocument(document, kReplayProfileKeys);
+  requireObject(*replay, kReplayKeys);
+  ReplaySettings settings;
+  settings.journal = textOf(requireMember(*replay, "journal"));
+  if (const Node* match = replay->find("match")) {
+    settings.match =
+        static_cast<ReplaySettings::Match>(wordOf(*match, kMatchWords, "a way to match calls"));
+  }
+  if (const Node* pace = replay->find("pace")) settings.paced = wholeOf(*pace, 0, 1) == 1;
+  return settings;
+}
+
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties) {
   requireDocument(document, kProfileKeys);
   Profile profile;
@@ -72,7 +98,9 @@ Profile readProfile(const Node& document, const Topology& topology, const Proper
     readTime(*postbox, "selfTestMs", 1, profile.postbox.selfTest);
   }
   if (const Node* journal = document.find("journal")) profile.journal = textOf(*journal);
-  if (const Node* faults = document.find("faults")) profile.faults = readFaults(*faults, topology);
+  if (const Node* faults = document.find("faults")) {
+    profile.faults = readFaults(*faults, topology, properties);
+  }
   if (const Node* timeline = document.find("timeline")) {
     profile.timeline = readTimeline(*timeline, topology, properties);
   }

@@ -78,7 +78,7 @@ PropertyDb readValues(const DefinedNames& names, const Node& manifest) {
 
 PropertyDb readProperties(const Node& document, const Node& builtin, const Node& manifest,
                           const Topology& topology) {
-  static constexpr std::array<std::string_view, 1> kBases{"builtin"};
+  static constexpr auto kBases = std::to_array<std::string_view>({"builtin"});
   DefinedNames names;
   require(document, JsonType::object);
   if (const Node* base = document.find("extends")) {

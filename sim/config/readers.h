@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "sim/board/faults.h"
@@ -22,13 +24,29 @@ Topology readTopology(const Node& manifest);
 PropertyDb readProperties(const Node& document, const Node& builtin, const Node& manifest,
                           const Topology& topology);
 
+/// What a profile says that has the key "replay", and hardly any other.
+struct ReplaySettings {
+  enum class Match { inOrder, byRequest };
+  std::string journal;  ///< A file name.
+  Match match = Match::inOrder;
+  bool paced = false;  ///< Calls take as long as they did.
+};
+
+/// The recording that a profile replays; nothing for a profile that describes a board.
+std::optional<ReplaySettings> readReplay(const Node& document);
+
+/// Reads a profile that describes a board.
 Profile readProfile(const Node& document, const Topology& topology, const PropertyDb& properties);
 
-/// Reads the "faults" array of a profile.
-std::vector<FaultRule> readFaults(const Node& node, const Topology& topology);
+/// Reads the "faults" array of a profile. Rejects rules that no call can ever match.
+std::vector<FaultRule> readFaults(const Node& node, const Topology& topology,
+                                  const PropertyDb& properties);
 
 /// Reads the "timeline" array of a profile.
 Timeline readTimeline(const Node& node, const Topology& topology, const PropertyDb& properties);
+
+/// Finds the property that a profile names.
+PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties);
 
 /// Finds the device of that name, which stands at `place`, among those of the board.
 Device deviceNamed(const Node& place, std::string_view name, const Topology& topology);

@@ -8,14 +8,7 @@
 namespace sim {
 namespace {
 
-constexpr std::array<std::string_view, 4> kDetailKeys{"atMs", "device", "value", "count"};
-
-PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties) {
-  if (const auto index = properties.find(textOf(node))) return *index;
-  std::vector<std::string_view> names;
-  for (const Property& property : properties.all()) names.emplace_back(property.name);
-  rejectName(node, "property", names);
-}
+constexpr auto kDetailKeys = std::to_array<std::string_view>({"atMs", "device", "value", "count"});
 
 /// How the value is printed on each of the event's devices; their own values come last.
 std::vector<const Format*> formatsOf(const Property& property, const DevicePattern& device) {
@@ -90,6 +83,13 @@ Event readEvent(const Node& node, const Topology& topology, const PropertyDb& pr
 }
 
 }  // namespace
+
+PropertyIndex readPropertyName(const Node& node, const PropertyDb& properties) {
+  if (const auto index = properties.find(textOf(node))) return *index;
+  std::vector<std::string_view> names;
+  for (const Property& property : properties.all()) names.emplace_back(property.name);
+  rejectName(node, "property", names);
+}
 
 Timeline readTimeline(const Node& node, const Topology& topology, const PropertyDb& properties) {
   Timeline timeline;

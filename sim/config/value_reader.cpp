@@ -135,8 +135,9 @@ constexpr std::array kModels{
     ModelRow{"page", readPage, {"of", ""}},
 };
 
-constexpr std::array<std::string_view, 3> kFormatKeys{"precision", "hex", "names"};
-constexpr std::array<std::string_view, 4> kPropertyOnlyKeys{"access", "range", "unit", "device"};
+constexpr auto kFormatKeys = std::to_array<std::string_view>({"precision", "hex", "names"});
+constexpr auto kPropertyOnlyKeys =
+    std::to_array<std::string_view>({"access", "range", "unit", "device"});
 
 /// The keys of a property, or of the value of something else.
 std::span<const std::string_view> knownKeys(bool ofProperty) {

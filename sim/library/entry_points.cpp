@@ -37,19 +37,25 @@ struct ExitGuard {
   ~ExitGuard() { manager().atExit(); }
 };
 
-/// Runs the body of an entry point; nothing may be thrown across the interface.
+/// Answers a call: from a recording while one is replayed, or else with the body of the entry
+/// point. Nothing may be thrown across the interface.
 template <class Work>
-int guarded(Work work) noexcept {
+int answer(const Capture& capture, Work work) noexcept {
   try {
-    return work();
+    sim::Player& player = manager().player();
+    if (!player.active()) return work();
+    if (capture.entry() <= Entry::setLogLevel) work();  // The log is this process's own.
+    return player.answer(capture);
   } catch (...) {
     return sim::kInternal;
   }
 }
 
+void guardExit() { static const ExitGuard guard; }
+
 /// Answers a call whose arguments mean nothing.
 int rejected(const Capture& capture, sim::Code code = sim::kBadArgument) {
-  return guarded([&] { return manager().reject(capture, code); });
+  return answer(capture, [&] { return manager().reject(capture, code); });
 }
 
 Call callOf(const Capture& capture, Operation operation, int deviceId = 0, std::string name = "") {
@@ -63,7 +69,7 @@ Call callOf(const Capture& capture, Operation operation, int deviceId = 0, std::
 
 /// A listing of one kind or of all, as a text if there is a size.
 int list(const Capture& capture, std::optional<KindIndex> kind, std::optional<int> size = {}) {
-  return guarded([&] {
+  return answer(capture, [&] {
     Call call = callOf(capture, Operation::list);
     call.kind = kind;
     if (size) call.room = static_cast<std::size_t>(*size);
@@ -73,7 +79,7 @@ int list(const Capture& capture, std::optional<KindIndex> kind, std::optional<in
 
 int request(const Capture& capture, Operation operation, const PostboxRequest& request,
             std::optional<std::size_t> room = {}) {
-  return guarded([&] {
+  return answer(capture, [&] {
     Call call = callOf(capture, operation);
     call.room = room;
     call.device = request.device;
@@ -108,20 +114,20 @@ int asyncRequest(Entry entry, KindIndex kind, int deviceId, unsigned char opcode
   if (output1 == nullptr || output2 == nullptr) return rejected(capture);
   const unsigned int first = input.empty() ? 0 : input[0];
   const std::size_t wanted = outputSize / 4U + (outputSize % 4U != 0 ? 1U : 0U);
-  return request(capture, Operation::rawAsyncCmd, {{kind, deviceId}, opcode, 0, 0, first, 0, input},
-                 wanted);
+  return request(capture, Operation::rawAsyncCmd,
+                 {{kind, deviceId}, opcode, 0, 0, first, 0, input, true}, wanted);
 }
 
 }  // namespace
 
 int GPUSetLogger(const char* fileName) {
   const Capture capture(Entry::setLogger, fileName);
-  return guarded([&] { return manager().openLog(fileName, capture); });
+  return answer(capture, [&] { return manager().openLog(fileName, capture); });
 }
 
 int GPUSetLogLevel(int level) {
   const Capture capture(Entry::setLogLevel, level);
-  return guarded([&] { return manager().setLogLevel(level, capture); });
+  return answer(capture, [&] { return manager().setLogLevel(level, capture); });
 }
 
 int GPUManagerInit(const char* manifestFile, const char* profileFile, const char* propertiesFile) {
@@ -129,21 +135,25 @@ int GPUManagerInit(const char* manifestFile, const char* profileFile, const char
   if (manifestFile == nullptr || profileFile == nullptr || propertiesFile == nullptr) {
     return rejected(capture);
   }
-  return guarded(
-      [&] { return manager().init(manifestFile, profileFile, propertiesFile, capture); });
+  return answer(capture, [&] {
+    const int code = manager().init(manifestFile, profileFile, propertiesFile, capture);
+    if (!manager().player().active()) return code;
+    guardExit();
+    return manager().player().answer(capture);
+  });
 }
 
 int GPUManagerRun(int reserved0, int reserved1) {
   const Capture capture(Entry::managerRun, reserved0, reserved1);
-  return guarded([&] {
-    static const ExitGuard guard;
+  return answer(capture, [&] {
+    guardExit();
     return manager().run(capture);
   });
 }
 
 int GPUManagerStop() {
   const Capture capture(Entry::managerStop);
-  return guarded([&] { return manager().stop(capture); });
+  return answer(capture, [&] { return manager().stop(capture); });
 }
 
 int DeviceGetData(int deviceId, const char* propertyName, int reserved0, int reserved1,
@@ -151,7 +161,7 @@ int DeviceGetData(int deviceId, const char* propertyName, int reserved0, int res
   const Capture capture(Entry::getData, deviceId, propertyName, reserved0, reserved1, buffer, size,
                         accessMode, reserved2);
   if (propertyName == nullptr || buffer == nullptr || size <= 0) return rejected(capture);
-  return guarded([&] {
+  return answer(capture, [&] {
     Call call = callOf(capture, Operation::get, deviceId, propertyName);
     call.accessMode = accessMode;
     call.room = static_cast<std::size_t>(size);
@@ -167,7 +177,7 @@ int DeviceSetData(int deviceId, const char* propertyName, const void* value, int
     return rejected(capture);
   }
   std::memcpy(&number, value, sizeof number);
-  return guarded([&] {
+  return answer(capture, [&] {
     Call call = callOf(capture, Operation::set, deviceId, propertyName);
     call.value = number;
     return manager().execute(std::move(call), capture);
@@ -177,7 +187,7 @@ int DeviceSetData(int deviceId, const char* propertyName, const void* value, int
 int DeviceClearData(int deviceId, const char* propertyName, int reserved) {
   const Capture capture(Entry::clearData, deviceId, propertyName, reserved);
   if (propertyName == nullptr) return rejected(capture);
-  return guarded([&] {
+  return answer(capture, [&] {
     return manager().execute(callOf(capture, Operation::clear, deviceId, propertyName), capture);
   });
 }
@@ -206,7 +216,8 @@ int SnapShotRefreshStatus(bool* running) {
   const Capture capture(Entry::snapshotStatus, running);
   if (running == nullptr) return rejected(capture);
   *running = false;
-  return guarded([&] { return manager().execute(callOf(capture, Operation::snapshot), capture); });
+  return answer(capture,
+                [&] { return manager().execute(callOf(capture, Operation::snapshot), capture); });
 }
 
 int DeviceSetCallbackUpdateData(int deviceId, const std::string& apiName,
@@ -215,7 +226,7 @@ int DeviceSetCallbackUpdateData(int deviceId, const std::string& apiName,
                                 int reserved3) {
   const Capture capture(Entry::setCallback, deviceId, apiName, callback, reserved0, reserved1,
                         reserved2, reserved3);
-  return guarded([&] {
+  return answer(capture, [&] {
     Call call = callOf(capture, Operation::setCallback, deviceId, apiName);
     call.callback = callback;
     return manager().execute(std::move(call), capture);

@@ -1,13 +1,12 @@
 #include "sim/library/manager.h"
 
-#include <signal.h>
-
 #include <chrono>
 #include <new>
 #include <utility>
 
 #include "sim/base/log.h"
 #include "sim/library/calls.h"
+#include "sim/library/quiet_thread.h"
 
 namespace sim {
 namespace {
@@ -94,7 +93,7 @@ int Manager::initialise(const std::string& manifest, const std::string& profile,
     code = kFileRefused;
   }
   const std::int64_t number = journal_.enter();
-  if (code == kOk) {
+  if (board_) {
     Call call;
     call.operation = Operation::init;
     call.entry = "GPUManagerInit";
@@ -127,18 +126,8 @@ int Manager::run(const journal::Capture& capture) {
 }
 
 void Manager::startThread() {
-  // Signals are the process's own affair: none is to be delivered to a thread it does not know.
-  struct WithoutSignals {
-    WithoutSignals() {
-      sigset_t all;
-      sigfillset(&all);
-      pthread_sigmask(SIG_SETMASK, &all, &before);
-    }
-    ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-    sigset_t before{};
-  } const withoutSignals;
   threadEnded_ = false;
-  thread_ = std::thread([this] { deliver(); });
+  thread_ = startQuietThread([this] { deliver(); });
 }
 
 // The thread may be in a callback that makes calls, so it is joined with the lock open. Meanwhile
@@ -183,6 +172,7 @@ void Manager::reportFaults() {
 
 void Manager::atExit() {
   constexpr std::chrono::seconds kPatience{2};
+  player_.atExit();
   std::thread thread;
   bool ended = false;
   {

@@ -12,6 +12,7 @@
 #include "sim/library/clock.h"
 #include "sim/library/journal.h"
 #include "sim/library/mutex.h"
+#include "sim/library/player.h"
 
 namespace sim {
 
@@ -37,6 +38,9 @@ class Manager {
   /// Journals a call that was rejected for its arguments alone; returns `code`.
   int reject(const journal::Capture& capture, int code);
 
+  /// Answers calls in place of the board once `init` has read a profile that says so.
+  Player& player() { return player_; }
+
   /// Configure the log, and journal it.
   int openLog(const char* fileName, const journal::Capture& capture);
   int setLogLevel(int level, const journal::Capture& capture);
@@ -56,7 +60,9 @@ class Manager {
       SIM_REQUIRES(mutex_);
   void load(const std::string& manifest, const std::string& profile, const std::string& properties)
       SIM_REQUIRES(mutex_);
+  void replay(const Document& profile, const ReplaySettings& settings) SIM_REQUIRES(mutex_);
   void openJournal(const Document& profile, const Profile& settings) SIM_REQUIRES(mutex_);
+  [[nodiscard]] UsedFiles usedFiles() const SIM_REQUIRES(mutex_);
   int noteLog(const journal::Capture& capture, int code) SIM_REQUIRES(mutex_);
   void forget() SIM_REQUIRES(mutex_);
   void startThread() SIM_REQUIRES(mutex_);
@@ -75,6 +81,7 @@ class Manager {
   std::optional<Board> board_ SIM_GUARDED_BY(mutex_);
   std::optional<Clock> clock_ SIM_GUARDED_BY(mutex_);
   Journal journal_ SIM_GUARDED_BY(mutex_);
+  Player player_;
   UsedFiles files_ SIM_GUARDED_BY(mutex_);  ///< Those that made the board, and the journal.
   std::thread thread_ SIM_GUARDED_BY(mutex_);
   std::int64_t runs_ SIM_GUARDED_BY(mutex_) = 0;      ///< How many have ended.

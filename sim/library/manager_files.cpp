@@ -1,5 +1,8 @@
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <utility>
 
 #include "sim/base/log.h"
@@ -21,6 +24,7 @@ Document readOr(const std::string& file, std::string_view builtin, const std::st
 
 void Manager::load(const std::string& manifest, const std::string& profile,
                    const std::string& properties) {
+  files_ = {};
   const std::pair<const std::string&, std::string_view> inputs[] = {
       {manifest, "the manifest"}, {profile, "the profile"}, {properties, "the properties file"}};
   for (const auto& [name, use] : inputs) {
@@ -30,6 +34,12 @@ void Manager::load(const std::string& manifest, const std::string& profile,
     }
     files_.add(use, file);
   }
+  const Document behaviour = readOr(profile, "{}", "");
+  if (const std::optional<ReplaySettings> settings = readReplay(behaviour)) {
+    replay(behaviour, *settings);
+    return;
+  }
+  player_.dropLog();
   const Document devices = readOr(manifest, kBuiltinManifest, "(built-in manifest)");
   Topology topology = readTopology(devices);
   const Document document = readOr(properties, R"({"extends": "builtin", "properties": {}})", "");
@@ -38,7 +48,6 @@ void Manager::load(const std::string& manifest, const std::string& profile,
     builtin = parseJson(kBuiltinProperties, "(built-in properties)");
   }
   PropertyDb db = readProperties(document, builtin, devices, topology);
-  const Document behaviour = readOr(profile, "{}", "");
   Profile settings = readProfile(behaviour, topology, db);
   if (!settings.journal.empty()) openJournal(behaviour, settings);
   journal_.dropBuffered();
@@ -46,13 +55,40 @@ void Manager::load(const std::string& manifest, const std::string& profile,
   board_.emplace(std::move(topology), std::move(db), std::move(settings));
 }
 
+void Manager::replay(const Document& profile, const ReplaySettings& settings) {
+  const Node& place = requireMember(requireMember(profile, "replay"), "journal");
+  const std::string quoted = '\'' + settings.journal + "' ";
+  const std::optional<FileId> file = fileNamed(settings.journal.c_str());
+  if (const std::string_view use = usedFiles().useOf(file); !use.empty()) {
+    place.reject(quoted + "is " + std::string(use) + "; the recording needs a file of its own");
+  }
+  std::ifstream input(settings.journal, std::ios::binary);
+  if (!input) place.reject(quoted + "cannot be opened: " + std::strerror(errno));
+  journal::Recording recording;
+  try {
+    recording = journal::readRecording(input, settings.journal);
+  } catch (const journal::Error& error) {
+    throw FileError(error.what());
+  }
+  if (recording.cutAt) {
+    logLine(Level::warning, settings.journal + ':' + std::to_string(*recording.cutAt) +
+                                ": the last line is cut off and left out");
+  }
+  files_.add("the recording", file);
+  player_.start(Replay(settings, std::move(recording)));
+}
+
+UsedFiles Manager::usedFiles() const {
+  UsedFiles files = files_;
+  files.add("the log", logFile());
+  files.add("standard output", fileBehind(STDOUT_FILENO));
+  files.add("standard error", fileBehind(STDERR_FILENO));
+  return files;
+}
+
 void Manager::openJournal(const Document& profile, const Profile& settings) {
-  UsedFiles others = files_;
-  others.add("the log", logFile());
-  others.add("standard output", fileBehind(STDOUT_FILENO));
-  others.add("standard error", fileBehind(STDERR_FILENO));
   const auto mode = kClockWords[static_cast<std::size_t>(settings.clock.mode)];
-  const std::string error = journal_.open(settings.journal, others, settings.seed, mode);
+  const std::string error = journal_.open(settings.journal, usedFiles(), settings.seed, mode);
   if (!error.empty()) {
     requireMember(profile, "journal").reject("'" + settings.journal + "' " + error);
   }
@@ -71,6 +107,7 @@ int Manager::setLogLevel(int level, const journal::Capture& capture) {
 
 int Manager::noteLog(const journal::Capture& capture, int code) {
   if (!journal_.isOpen()) journal_.buffer(capture, code);
+  if (!board_ && !player_.active()) player_.noteLog(capture);
   return note(capture, code);
 }
 

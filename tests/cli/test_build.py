@@ -28,9 +28,17 @@ INCLUDES = {
         "devmgr",
         "catalogue",
     },
+    "record": {"record", "journal", "devmgr", "catalogue"},
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
     "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
     "tools/boardctl-export": {"tools/boardctl-export", "journal", "devmgr"},
+    "tools/boardctl-journal": {
+        "tools/boardctl-journal",
+        "journal",
+        "sim/base",
+        "devmgr",
+        "catalogue",
+    },
 }
 
 

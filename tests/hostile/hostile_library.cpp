@@ -35,6 +35,7 @@
 ///     when=TIME          run (from the registration), stop (only during the stop)
 ///     handler=1          a handler for SIGUSR1 that interrupts system calls
 ///     journal=FILE       each call's name goes there, a line each
+///     kill=N             the N-th call kills the process
 ///     logthrows=1        the log stream raises its errors
 ///     logfails=N         the log stream takes N lines and fails from then on
 
@@ -68,6 +69,8 @@ int number(const std::string& key, int otherwise = 0) {
 
 /// Journals the call, raises what it is to raise, and returns its code.
 int answer(const std::string& call) {
+  static int calls = 0;
+  if (++calls == number("kill")) raise(SIGKILL);
   if (const std::string file = setting("journal"); !file.empty()) {
     std::ofstream(file, std::ios::app) << call + "\n";
   }

@@ -176,6 +176,7 @@ TEST(Capture, ListingsAndFlagsAreReadBack) {
   expectReadBack(Arguments<int(int, char*, int)>(22, text.data(), 4).capture(Entry::listText),
                  Arguments<int(int, char*, int)>(22, otherText.data(), 4).capture(Entry::listText));
   for (const bool running : {false, true}) {
+    SCOPED_TRACE(running);
     bool given = running;
     bool filled = !running;
     expectReadBack(Arguments<int(bool*)>(&given).capture(Entry::snapshotStatus),
@@ -219,6 +220,7 @@ TEST(Capture, PostboxWordsAreReadBack) {
   const unsigned char byte = 255;
   const unsigned int word = UINT32_MAX;
   for (const Entry entry : {Entry::rawGpu, Entry::rawKorswitch, Entry::rawFpga}) {
+    SCOPED_TRACE(journal::entryPoint(entry).name);
     expectReadBack(Capture(entry, -1, byte, byte, byte, input, output, true),
                    Capture(entry, -1, byte, byte, byte, input, filled, true));
     EXPECT_EQ(filled, output);
@@ -230,12 +232,14 @@ TEST(Capture, PostboxWordsAreReadBack) {
     return Capture(entry, 0, byte, byte, byte, word, word, &words[0], second, &words[2], false);
   };
   for (const Entry entry : {Entry::syncGpu, Entry::syncKorswitch, Entry::syncFpga}) {
+    SCOPED_TRACE(journal::entryPoint(entry).name);
     expectReadBack(sync(entry, reply, false), sync(entry, other, false));
     EXPECT_EQ(other, reply);
     expectReadBack(sync(entry, reply, true), sync(entry, other, true));
   }
   const std::vector<unsigned int> none;
   for (const Entry entry : {Entry::asyncGpu, Entry::asyncKorswitch}) {
+    SCOPED_TRACE(journal::entryPoint(entry).name);
     expectReadBack(Capture(entry, 0, byte, none, &reply[0], &reply[1], million, word, false),
                    Capture(entry, 0, byte, none, &other[0], &other[1], filled, word, false));
     EXPECT_EQ(filled, million);
@@ -257,32 +261,6 @@ TEST(Capture, TheFirstInputThatDiffersIsNamed) {
   EXPECT_EQ(get(1, "a", 1, 3).difference(call), "size");
   buffer[0] = 'x';
   EXPECT_EQ(get(1, "a", 0, 4).difference(call), "") << "outputs are no inputs";
-}
-
-class Upper : public journal::Filter {
- public:
-  [[nodiscard]] std::string apply(std::string_view text) const override {
-    std::string changed(text);
-    for (char& c : changed) {
-      if (c == 'a') c = 'A';
-    }
-    return changed;
-  }
-  [[nodiscard]] std::vector<std::uint32_t> applyWords(
-      std::span<const std::uint32_t> words) const override {
-    return {words.rbegin(), words.rend()};
-  }
-};
-
-TEST(Line, AFilterChangesValuesAndNoNames) {
-  const Upper filter;
-  journal::Line line(&filter);
-  const std::vector<std::uint32_t> words{1, 2};
-  const std::vector<std::string> texts{"a", "b"};
-  line.addName("call", "aa").add("a", "a").add("words", std::span(words));
-  line.open("args").add("texts", std::span(texts)).add("number", -1);
-  EXPECT_EQ(line.text(),
-            R"({"call":"aa","a":"A","words":[2,1],"args":{"texts":["A","b"],"number":-1}})");
 }
 
 TEST(Process, IsToldByItsArgumentsAndBuildIds) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr const char* kHeader = "{\"journal\":2,\"clock\":\"monotonic\"}\n";
+constexpr const char* kFirstLine = "{\"journal\":2,\"clock\":\"monotonic\"}\n";
 
 journal::Recording read(const std::string& text) {
   std::istringstream input(text);
@@ -27,7 +27,7 @@ std::string rejection(const std::string& text) {
 }
 
 /// What is said of one line behind the header.
-std::string lineRejection(const std::string& line) { return rejection(kHeader + line + '\n'); }
+std::string lineRejection(const std::string& line) { return rejection(kFirstLine + line + '\n'); }
 
 std::string stop(int number) {
   return "{\"n\":" + std::to_string(number) +
@@ -99,20 +99,20 @@ TEST(Reader, ACallUnderWayComesFromItsPlaceInTheSecondLine) {
   const std::string beginning =
       R"({"n":2,"at":9,"call":"DeviceClearData","args":{"device":1,"property":"a","reserved0":0}})";
   std::string place = beginning + std::string(4095 - beginning.size(), ' ') + '\n';
-  journal::Recording recording = read(kHeader + place + stop(1));
+  journal::Recording recording = read(kFirstLine + place + stop(1));
   ASSERT_EQ(recording.calls.size(), 2U);
   EXPECT_EQ(recording.calls[1].code, std::nullopt);
   EXPECT_EQ(*recording.calls[1].find("property"), journal::Value("a"));
-  recording = read(kHeader + place + stop(1) + stop(2));
+  recording = read(kFirstLine + place + stop(1) + stop(2));
   ASSERT_EQ(recording.calls.size(), 2U) << "the process died before it was blanked";
   EXPECT_EQ(recording.calls[1].code, 0);
   place[0] = ' ';
-  EXPECT_EQ(read(kHeader + place + stop(1)).calls.size(), 1U) << "what it held before is over";
-  EXPECT_EQ(rejection(kHeader + stop(1) + place), "f:3:2: not an object");
+  EXPECT_EQ(read(kFirstLine + place + stop(1)).calls.size(), 1U) << "what it held before is over";
+  EXPECT_EQ(rejection(kFirstLine + stop(1) + place), "f:3:2: not an object");
 }
 
 TEST(Reader, ALastLineThatIsCutIsLeftOutAndSaid) {
-  const std::string whole = kHeader + stop(1);
+  const std::string whole = kFirstLine + stop(1);
   const std::string last =
       R"({"n":2,"at":9,"call":"DeviceClearData","args":{"device":1,"property":"\u00ff","reserved0":0},"code":0,"took":3})";
   EXPECT_EQ(read(whole).cutAt, std::nullopt);
@@ -218,11 +218,11 @@ TEST(Reader, WrongAndMissingMembersAreRejectedInTheirPlace) {
 }
 
 TEST(Reader, NumbersOccurOnceAndNothingFollowsTheEnd) {
-  EXPECT_EQ(rejection(kHeader + stop(3) + stop(3)), "f:3:6: the number occurs twice");
+  EXPECT_EQ(rejection(kFirstLine + stop(3) + stop(3)), "f:3:6: the number occurs twice");
   const std::string beginning = "{\"n\":3,\"at\":0,\"call\":\"GPUManagerStop\",\"args\":{}}\n";
-  EXPECT_EQ(read(kHeader + beginning + stop(3)).calls.size(), 1U);
-  EXPECT_EQ(rejection(kHeader + beginning + beginning), "f:3:6: the number occurs twice");
-  EXPECT_EQ(rejection(std::string(kHeader) + "{\"end\":\"exit\",\"calls\":0}\n" + stop(1)),
+  EXPECT_EQ(read(kFirstLine + beginning + stop(3)).calls.size(), 1U);
+  EXPECT_EQ(rejection(kFirstLine + beginning + beginning), "f:3:6: the number occurs twice");
+  EXPECT_EQ(rejection(std::string(kFirstLine) + "{\"end\":\"exit\",\"calls\":0}\n" + stop(1)),
             "f:3:1: a line after the end");
 }
 
@@ -255,7 +255,7 @@ TEST(Reader, KeepsItsLimits) {
   EXPECT_EQ(lineRejection("{\"end\":\"exit\",\"calls\":0,\"a\":[[[[]]]]}"),
             "f:2:32: nested too deeply");
 
-  std::string lines = kHeader;
+  std::string lines = kFirstLine;
   for (std::size_t i = 1; i < journal::kMaxLines; ++i) lines += "{\"rule\":0,\"fired\":0}\n";
   EXPECT_EQ(rejection(lines), "accepted");
   EXPECT_EQ(rejection(lines + "{\"rule\":0,\"fired\":0}\n"), "f:1000001:1: too many lines");

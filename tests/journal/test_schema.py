@@ -99,3 +99,10 @@ def test_schema_and_reader_agree(tmp_path, line):
         if ok != (answer == "ok") or not (ok or place in answer)
     ]
     assert differ == []
+
+
+def test_what_the_simulated_board_writes_is_valid():
+    lines = (ROOT / "tests/golden/repeatable/session.jsonl").read_text().splitlines()
+    assert len(lines) > 20
+    for line in lines:
+        VALIDATOR.validate(json.loads(line))

@@ -153,15 +153,26 @@ def test_rlwrap_completes_and_remembers(tmp_path):
     assert history.splitlines()[-1] == "quit"
 
 
+def companion_shell(shell, folder, program, *files):
+    for name in files:
+        (folder / name).touch()
+    completion = ROOT / f"packaging/completion/{program}.{shell}"
+    started = getattr(shells, shell)(folder, completion)
+    yield started
+    started.close()
+
+
 @pytest.fixture(scope="module", params=["bash", "zsh"])
 def check_shell(request, tmp_path_factory):
     folder = tmp_path_factory.mktemp("integrator")
-    for name in "libdevmgr.so.0", "oob_manifest.json":
-        (folder / name).touch()
-    files = ROOT / "packaging/completion"
-    started = getattr(shells, request.param)(folder, files / f"devmgr-check.{request.param}")
-    yield started
-    started.close()
+    files = "libdevmgr.so.0", "oob_manifest.json"
+    yield from companion_shell(request.param, folder, "devmgr-check", *files)
+
+
+@pytest.fixture(scope="module", params=["bash", "zsh"])
+def journal_shell(request, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("analyst")
+    yield from companion_shell(request.param, folder, "boardctl-journal", "calls.jsonl")
 
 
 def test_devmgr_check(check_shell):
@@ -176,6 +187,23 @@ def test_devmgr_check(check_shell):
         )
     for words in "-h ", line + "--live a b c oob":
         assert check_shell.complete(words).rstrip() == words.rstrip()
+
+
+def test_boardctl_journal(journal_shell):
+    usage = run(str(BUILD / "tools/boardctl-journal/boardctl-journal"), "--help")
+    commands = set(re.findall("boardctl-journal (\\w+) FILE", usage))
+    assert len(commands) == 4
+    assert journal_shell.candidates("boardctl-journal ") == commands
+    options = {"-h", "--help", "-V", "--version"}
+    assert journal_shell.candidates("boardctl-journal -") == options
+    for command in commands:
+        line = f"boardctl-journal {command} calls.jsonl"
+        assert journal_shell.complete(line[:-6]).rstrip() == line
+        second = f"{line} ca"
+        taken = f" {command} FILE " in usage
+        expected = f"{line} calls.jsonl" if taken else second
+        assert journal_shell.complete(second).rstrip() == expected
+        assert journal_shell.complete(f"{line} x ca").rstrip() == f"{line} x ca"
 
 
 def test_devmgr_check_takes_what_is_completed():

@@ -32,9 +32,13 @@ def install(tmp_path):
 
 
 def test_the_tool(install):
-    assert install("tool") == {
+    files = install("tool")
+    (recorder,) = {name for name in files if ".so" in name}
+    assert pathlib.Path(recorder).parts[-2:] == ("boardctl", "libboardctl-record.so")
+    assert files - {recorder} == {
         "bin/boardctl",
         "bin/boardctl-export",
+        "bin/boardctl-record",
         "bin/boardctl-report",
         "bin/boardctl-shell",
         "lib/systemd/system/boardctl-export-once.service",
@@ -42,13 +46,16 @@ def test_the_tool(install):
         "lib/systemd/system/boardctl-export.service",
         "share/bash-completion/completions/boardctl",
         "share/bash-completion/completions/boardctl-export",
+        "share/bash-completion/completions/boardctl-record",
         "share/man/man1/boardctl.1",
         "share/man/man1/boardctl-export.1",
+        "share/man/man1/boardctl-record.1",
         "share/man/man1/boardctl-report.1",
         "share/man/man1/boardctl-shell.1",
         "share/rlwrap/completions/boardctl",
         "share/zsh/site-functions/_boardctl",
         "share/zsh/site-functions/_boardctl-export",
+        "share/zsh/site-functions/_boardctl-record",
     }
 
 
@@ -68,10 +75,14 @@ def test_the_simulated_board(install, tmp_path):
     private = ("boardctl", "sim", "libdevmgr.so.0")
     assert [pathlib.Path(name).parts[-3:] for name in libraries] == [private]
     assert {name for name in files if not name.startswith(documents)} - libraries == {
+        "bin/boardctl-journal",
         "bin/boardctl-sim",
+        "share/bash-completion/completions/boardctl-journal",
         "share/bash-completion/completions/boardctl-sim",
+        "share/man/man1/boardctl-journal.1",
         "share/man/man7/boardctl-sim.7",
         "share/rlwrap/completions/boardctl-sim",
+        "share/zsh/site-functions/_boardctl-journal",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
         *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
@@ -115,6 +126,17 @@ def test_only_the_runner_finds_the_simulated_board(install, tmp_path):
     )
     assert alone.returncode == 127
     assert "libdevmgr.so.0: cannot open shared object file" in alone.stderr
+
+
+def test_the_installed_recorder_records(install, tmp_path):
+    install("tool", "sim")
+    shutil.copy(ROOT / "examples/oob_manifest.json", tmp_path)
+    words = [tmp_path / "bin/boardctl-sim", "-m", "oob_manifest.json", "list", "gpu"]
+    command = [tmp_path / "bin/boardctl-record", "recording", *words]
+    assert run(*map(str, command), cwd=tmp_path) == run(*map(str, words), cwd=tmp_path)
+    calls = (tmp_path / "recording").read_text()
+    assert '"call":"DeviceGetSupportedProperties"' in calls
+    assert calls.endswith('{"end":"exit","status":0,"calls":4}\n')
 
 
 @pytest.mark.parametrize("name", ["a:b", "a;b", "$LIB"])

@@ -12,12 +12,14 @@ from limits import HANG
 PAGES = {
     "boardctl(1)": GENERATED / "boardctl.1",
     "boardctl-export(1)": GENERATED / "boardctl-export.1",
+    "boardctl-journal(1)": ROOT / "docs/man/boardctl-journal.1",
+    "boardctl-record(1)": ROOT / "docs/man/boardctl-record.1",
     "boardctl-report(1)": ROOT / "docs/man/boardctl-report.1",
     "boardctl-shell(1)": ROOT / "docs/man/boardctl-shell.1",
     "boardctl-sim(7)": ROOT / "docs/man/boardctl-sim.7",
     "devmgr-check(1)": ROOT / "docs/man/devmgr-check.1",
 }
-OTHERS = {"rlwrap(1)", "stty(1)", "systemd(1)"}
+OTHERS = {"exit(3)", "rlwrap(1)", "stty(1)", "systemd(1)"}
 
 
 def rendered(page):

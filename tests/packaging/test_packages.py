@@ -125,19 +125,22 @@ def test_contents(packages):
     for name in (
         "bin/boardctl",
         "bin/boardctl-export",
+        "bin/boardctl-record",
         "bin/boardctl-report",
         "bin/boardctl-shell",
         "bin/devmgr-check",
         "share/man/man1/boardctl.1.gz",
+        "share/man/man1/boardctl-record.1.gz",
         "share/man/man1/devmgr-check.1.gz",
         "share/bash-completion/completions/boardctl",
         "share/zsh/vendor-completions/_boardctl",
         "share/rlwrap/completions/boardctl",
     ):
         assert f"./usr/{name}" in tool, name
-    assert not [name for name in tool if ".so" in name]
+    assert [name for name in tool if ".so" in name] == ["./usr/lib/boardctl/libboardctl-record.so"]
     libraries = [name for name in contents(packages["boardctl-sim"]) if ".so" in name]
     assert libraries == ["./usr/lib/boardctl/sim/libdevmgr.so.0"]
+    assert "./usr/bin/boardctl-journal" in contents(packages["boardctl-sim"])
 
 
 def files_below(folder):

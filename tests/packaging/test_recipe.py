@@ -110,7 +110,7 @@ def names(paths):
 def test_every_file_is_in_its_package(packages):
     assert {"boardctl", "boardctl-export", "boardctl-export.service"} <= names(packages["boardctl"])
     assert names(packages["boardctl"]) & {"boardctl-sim", "devmgr-check", "run-ptest"} == set()
-    assert {"boardctl-sim", "libdevmgr.so.0", "oob_manifest.json"} <= names(
+    assert {"boardctl-sim", "boardctl-journal", "libdevmgr.so.0", "oob_manifest.json"} <= names(
         packages["boardctl-sim"]
     )
     assert {"run-ptest", "libskip_wait.so"} <= names(packages["boardctl-ptest"])

@@ -194,6 +194,56 @@ TEST_F(Faults, ADelayOfTheInitialisationIsNoPartOfTheRun) {
   EXPECT_EQ(get(0, kPower), "9");
 }
 
+TEST_F(Faults, AnEventSetsWhatCannotBeWritten) {
+  const char* const name = "gpu.thermal.temperature.primaryGPU.extendedPrecision";
+  start(R"("timeline": [{"atMs": 2000, "device": "gpu0", "value": 55,
+    "set": "gpu.thermal.temperature.primaryGPU.extendedPrecision"}])");
+  EXPECT_EQ(set(0, name, 5), sim::kNotWritable);
+  EXPECT_EQ(get(0, name), "55.0000");
+}
+
+TEST_F(Faults, AStormOfARawRequestHitsAllCallbacksOfTheDevice) {
+  startWith(R"({"operation": "raw", "device": "gpu1", "storm": 2})");
+  std::atomic<int> updates = 0;
+  for (const auto& [device, api] :
+       {std::pair(1, kApi), std::pair(1, "GPUGetSerialNumberV2"), std::pair(0, kApi)}) {
+    SCOPED_TRACE(api);
+    ASSERT_EQ(DeviceSetCallbackUpdateData(
+                  device, api, [&](auto...) { ++updates; }, -1, "", "", -1),
+              0);
+  }
+  std::vector<unsigned int> words;
+  EXPECT_EQ(TesselCmd(1, 1, 0, 0, {0, 0}, words, false), 0);
+  EXPECT_EQ(updates, 4);
+}
+
+TEST_F(Faults, AllDevicesAreAllCalls) {
+  for (const char* device : {R"("device": "*", )", ""}) {
+    SCOPED_TRACE(device);
+    startWith("{" + std::string(device) + "\"times\": 3, \"code\": 40}");
+    bool running = true;
+    EXPECT_EQ(SnapShotRefreshStatus(&running), 40);
+    std::vector<std::string> names;
+    EXPECT_EQ(DeviceGetSupportedProperties(0, names, names), 40);
+    EXPECT_EQ(get(1, kName), "rc = 40");
+    EXPECT_EQ(get(1, kName), "0");
+    GPUManagerStop();
+  }
+}
+
+TEST_F(Faults, ADropOrAStormNeedsADevice) {
+  for (const char* effect : {"\"dropMs\": 1000", "\"storm\": 1"}) {
+    SCOPED_TRACE(effect);
+    startWith("{\"times\": 1, \"code\": 40, " + std::string(effect) + "}");
+    bool running = true;
+    EXPECT_EQ(SnapShotRefreshStatus(&running), 0);
+    std::vector<std::string> names;
+    EXPECT_EQ(DeviceGetSupportedProperties(0, names, names), 0);
+    EXPECT_EQ(get(1, kName), "rc = 40") << "its only time is not over yet";
+    GPUManagerStop();
+  }
+}
+
 TEST_F(Faults, ListsAndPostBoxesFailToo) {
   startWith(R"({"operation": "list", "code": 40}, {"operation": "rawSyncCmd", "code": 41},
                {"operation": "snapshot", "code": 42}, {"operation": "set_callback", "code": 43})");

@@ -116,9 +116,7 @@ TEST(Json, WhatAMessageQuotesIsShortenedAtACharacter) {
   EXPECT_EQ(sentence(manifestRejection(R"({"board":"b","devices":{},"overrides":{")" + text +
                                        R"(":{}}})")),
             "' is not a device name (expected e.g. 'gpu3')");
-  EXPECT_EQ(sentence(propertyRejection("1." + text)),
-            " is not a plain number from -9000000000000 to 9000000000000 with at most 6 digits "
-            "after the point");
+  EXPECT_EQ(sentence(propertyRejection("1." + text)), " has more than 6 digits after the point");
   EXPECT_EQ(sentence(propertyRejection(R"({"sum": ")" + text + "\"}")), "'");
   EXPECT_EQ(sentence(propertiesRejection(R"({"properties": {}})",
                                          R"({"board":"b","devices":{"gpu":1},"overrides":{)"
@@ -175,6 +173,24 @@ TEST(Json, ATwinIsFoundAmongManyMembers) {
   }
 }
 
+TEST(Json, AnObjectHoldsSoManyMembersAndNoMore) {
+  const auto objectOf = [](int members) {
+    std::string text = R"({"o": {"m0": 0)";
+    for (int i = 1; i < members; ++i) text += ", \"m" + std::to_string(i) + "\": 0";
+    return text + "}}";
+  };
+  EXPECT_EQ(jsonRejection(objectOf(4096)), "accepted");
+  EXPECT_EQ(jsonRejection(objectOf(4097)), "f.json:1:7: /o: more than 4096 members");
+}
+
+TEST(Json, ValuesAreNestedSoDeepAndNoDeeper) {
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_EQ(jsonRejection(nested(32)), "accepted");
+  EXPECT_TRUE(jsonRejection(nested(33)).ends_with(": nested too deeply"));
+}
+
 TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
@@ -185,6 +201,15 @@ TEST(Json, AFileIsReadToItsEndWhateverItsSizeIsSaidToBe) {
   close(ends[0]);
   EXPECT_TRUE(
       rejection([] { readJsonFile("/proc/version"); }).starts_with("/proc/version:1:1: not"));
+}
+
+TEST(Json, AFileMayGetTheDescriptorOfAClosedStandardInput) {
+  const int kept = dup(0);
+  close(0);
+  EXPECT_EQ(rejection([] { readJsonFile("/dev/null"); }),
+            "/dev/null:1:1: not JSON: unexpected end of file");
+  dup2(kept, 0);
+  close(kept);
 }
 
 TEST(Json, AFileHoldsFourMebibytesAtMost) {

@@ -77,6 +77,11 @@ TEST(Library, AnswersWithACodeWhateverTheOrder) {
 TEST(Library, NullArgumentsAreRejected) {
   EXPECT_EQ(GPUManagerInit(nullptr, "", ""), sim::kBadArgument);
   EXPECT_EQ(DeviceGetData(0, nullptr, 0, 0, nullptr, 0, 0, 0), sim::kBadArgument);
+  char text[1] = {};
+  EXPECT_EQ(DeviceGetSupportedProperties(0, nullptr, 1), sim::kBadArgument);
+  EXPECT_EQ(DeviceGetSupportedProperties(0, text, 0), sim::kBadArgument);
+  EXPECT_EQ(DeviceGetAllSupportedProperties(nullptr, 1), sim::kBadArgument);
+  EXPECT_EQ(DeviceGetAllSupportedProperties(text, 0), sim::kBadArgument);
   EXPECT_EQ(DeviceSetData(0, "gpu.x", nullptr, 4, 0), sim::kBadArgument);
   EXPECT_EQ(GPUSetLogger(nullptr), sim::kBadArgument);
   EXPECT_EQ(GPUSetLogLevel(6), sim::kBadArgument);

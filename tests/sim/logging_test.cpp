@@ -119,6 +119,24 @@ TEST_F(LoggingDeathTest, TheLibraryTellsWhatItDoes) {
             "[]Wfault rule 0 fired 1 times in all\n");
 }
 
+TEST_F(LoggingDeathTest, DroppedUpdatesAreCounted) {
+  std::string bursts;
+  for (int i = 0; i < 11; ++i) {
+    bursts +=
+        std::string(i > 0 ? "," : "") +
+        R"({"atMs": 2000, "burst": "gpu.power.consumption", "device": "gpu0", "count": 10000})";
+  }
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogLevel(3);
+                start("\"timeline\": [" + bursts + "]");
+                DeviceSetCallbackUpdateData(
+                    0, kApi, [](auto...) {}, -1, "", "", -1);
+                wait(1);
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out"), "[]W10000 updates dropped: the callbacks are too slow\n");
+}
+
 TEST_F(LoggingDeathTest, WarningsAndErrorsSurviveTheProcess) {
   for (const bool toFile : {true, false}) {
     SCOPED_TRACE(toFile);

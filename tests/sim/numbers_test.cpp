@@ -6,15 +6,45 @@
 namespace sim {
 namespace {
 
-TEST(Decimal, ReadsPlainNumbersOnly) {
-  EXPECT_EQ(parseDecimal("0")->value, 0);
-  EXPECT_EQ(parseDecimal("-1.25")->value, -1'250'000);
-  EXPECT_EQ(parseDecimal("12.345")->precision, 3);
-  EXPECT_EQ(parseDecimal("9000000000000")->value, kMaxWhole * kOne);
-  for (const char* text : {"", "-", ".5", "5.", "1e3", "+1", " 1", "1 ", "0x10", "1.1234567",
-                           "9000000000001", "99999999999999"}) {
-    EXPECT_FALSE(parseDecimal(text)) << text;
+TEST(Decimal, ANumberIsExactHoweverItIsSpelled) {
+  struct Case {
+    const char* json;
+    std::optional<std::int64_t> millionths;
+    int precision;
+  };
+  for (const auto& [json, millionths, precision] :
+       std::initializer_list<Case>{{"0", 0, 0},
+                                   {"-0.0", 0, 1},
+                                   {"0e99", 0, 0},
+                                   {"0.0E-99999999999999999999", 0, 0},
+                                   {"-1.25", -1'250'000, 2},
+                                   {"12.3450", 12'345'000, 4},
+                                   {"1e3", 1'000'000'000, 0},
+                                   {"1.50e1", 15'000'000, 0},
+                                   {"1.50E+00", 1'500'000, 1},
+                                   {"2.5E-3", 2'500, 4},
+                                   {"2500e-6", 2'500, 4},
+                                   {"9000000000000", kMaxWhole * kOne, 0},
+                                   {"9223372036854.775807", std::numeric_limits<Fixed>::max(), 6},
+                                   {"-9223372036854.775808", std::numeric_limits<Fixed>::min(), 6},
+                                   {"9223372036854.775808", std::nullopt, 6},
+                                   {"1e13", std::nullopt, 0},
+                                   {"1e99999999999999999999", std::nullopt, 0}}) {
+    const Spelled number = parseNumber(json);
+    EXPECT_TRUE(number.isMultipleOf(-6)) << json;
+    EXPECT_EQ(number.inUnitsOf(-6), millionths) << json;
+    EXPECT_EQ(number.precision, precision) << json;
   }
+}
+
+TEST(Decimal, ANumberMayBeTooPreciseForAUnit) {
+  for (const char* json : {"1.0", "10.00e-1", "1e0", "0.01E2", "1e300"}) {
+    EXPECT_TRUE(parseNumber(json).isMultipleOf(0)) << json;
+  }
+  for (const char* json : {"1.5", "15e-1", "1e-1", "0.001E2", "1e-99999999999999999999"}) {
+    EXPECT_FALSE(parseNumber(json).isMultipleOf(0)) << json;
+  }
+  EXPECT_EQ(parseNumber("9223372036854775807.0").inUnitsOf(0), INT64_MAX);
 }
 
 TEST(Decimal, RoundsHalfAwayFromZero) {

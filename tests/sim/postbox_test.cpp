@@ -93,6 +93,74 @@ TEST_F(Postbox, RejectionsShowInTheRegisters) {
       << "link switches measure no power";
 }
 
+TEST_F(Postbox, TheRegistersAreThoseOfTheLastRequestOfAnyKind) {
+  start(R"("mailbox": {"timeoutMs": 500}, "faults": [
+    {"operation": "rawSyncCmd", "property": "*", "device": "gpu0", "fromMs": 18000, "untilMs": 19000,
+     "code": "ioError"},
+    {"operation": "rawSyncCmd", "device": "gpu0", "fromMs": 20000, "untilMs": 21000,
+     "delayMs": 501}],
+    "timeline": [{"atMs": 23000, "drop": "gpu0"}, {"atMs": 23000, "restore": "gpu0"}])");
+  const auto expect = [](unsigned int request, int code) {
+    const Reply registers = gpu(0, 6);
+    EXPECT_EQ(registers.code, 0);
+    EXPECT_EQ(registers.data, request);
+    EXPECT_EQ(registers.extended, static_cast<unsigned int>(code));
+  };
+  Words output;
+  expect(0, 0);  // 1 s
+  EXPECT_EQ(TesselCmd(0, 5, 7, 0, {1, 2}, output, false), 0);
+  expect(0x705, 0);
+  EXPECT_EQ(async(0x10, {4}, output).status, 3U);
+  expect(0x10, sim::kBadRequest);
+  EXPECT_EQ(async(0x02, {}, output).status, 3U);
+  expect(0x02, sim::kBadOpcode);
+  EXPECT_EQ(async(0x10, {0}, output).code, 0);  // 8 s
+  expect(0x10, 0);
+  EXPECT_EQ(gpu(0, 2).status, 1U);
+  expect(0x02, sim::kBusy);
+  EXPECT_EQ(async(0x12, {}, output).code, 0);
+  expect(0x12, 0);  // 13 s
+  EXPECT_EQ(gpu(0, 6, 1).code, sim::kBadRequest);
+  EXPECT_EQ(async(6, {}, output).code, sim::kBadOpcode);
+  expect(0x12, 0);
+  EXPECT_EQ(gpu(0, 2, 9).code, sim::kBadRequest);
+  EXPECT_EQ(gpu(0, 1).code, sim::kIoError);  // 18 s
+  expect(0x902, sim::kBadRequest);
+  EXPECT_EQ(gpu(0, 1).code, sim::kTimeout);  // 20 s
+  expect(0x902, sim::kBadRequest);
+  wait(1);
+  expect(0, 0);  // the device has forgotten
+}
+
+TEST_F(Postbox, AnOpcodeBelongsToOneKindOfRequest) {
+  start();
+  Words output;
+  for (unsigned char opcode = 0x10; opcode <= 0x12; ++opcode) {
+    SCOPED_TRACE(static_cast<int>(opcode));
+    EXPECT_EQ(gpu(0, opcode).code, sim::kBadOpcode);
+    EXPECT_EQ(TesselCmd(0, opcode, 0, 0, {0, 0}, output, false), sim::kBadOpcode);
+    EXPECT_EQ(output, (Words{3, 0, 0}));
+  }
+  for (unsigned char opcode = 1; opcode <= 6; ++opcode) {
+    SCOPED_TRACE(static_cast<int>(opcode));
+    EXPECT_EQ(async(opcode, {}, output).code, sim::kBadOpcode);
+  }
+  unsigned int word = 0;
+  EXPECT_EQ(TesselAsyncCmdKorswitch(0, 0x13, {}, &word, &word, output, 0, false), sim::kBadOpcode);
+}
+
+TEST_F(Postbox, AResultComesInWholeWords) {
+  start(R"("mailbox": {"selfTestMs": 1})");
+  Words output;
+  ASSERT_EQ(async(0x10, {2}, output).code, 0);
+  for (const auto& [bytes, words] : std::initializer_list<std::pair<unsigned int, std::size_t>>{
+           {0, 0}, {1, 1}, {4, 1}, {5, 2}, {8, 2}, {15, 4}, {16, 4}, {17, 4}, {0xffffffff, 4}}) {
+    SCOPED_TRACE(bytes);
+    EXPECT_EQ(async(0x11, {}, output, bytes).code, 0);
+    EXPECT_EQ(output.size(), words);
+  }
+}
+
 TEST_F(Postbox, ALongRequestReportsProgressAndResult) {
   start(R"("mailbox": {"selfTestMs": 10000})");
   Words output;
@@ -101,7 +169,9 @@ TEST_F(Postbox, ALongRequestReportsProgressAndResult) {
   EXPECT_EQ(started.code, 0);
   EXPECT_EQ(started.status, 1U);
   EXPECT_EQ(started.data, 1U);
-  EXPECT_EQ(async(0x10, {2}, output).code, sim::kBusy);
+  const Reply busy = async(0x10, {2}, output);
+  EXPECT_EQ(busy.code, sim::kBusy);
+  EXPECT_EQ(busy.status, 1U);
   EXPECT_EQ(gpu(0, 2).code, sim::kBusy);
   EXPECT_EQ(gpu(0, 1).code, 0) << "capabilities are told at any time";
   EXPECT_EQ(gpu(1, 2).code, 0) << "the other devices are free";
@@ -127,11 +197,19 @@ TEST_F(Postbox, WhatIsAnsweredDuringALongRequest) {
   start(R"("mailbox": {"selfTestMs": 100000})");
   Words output;
   ASSERT_EQ(async(0x10, {0}, output).code, 0);
-  for (const auto& [opcode, code] : std::initializer_list<std::pair<unsigned char, int>>{
-           {1, 0}, {2, sim::kBusy}, {3, sim::kBusy}, {4, sim::kBusy}, {5, sim::kBusy}, {6, 0}}) {
+  for (const auto& [opcode, code] :
+       std::initializer_list<std::pair<unsigned char, int>>{{1, 0},
+                                                            {2, sim::kBusy},
+                                                            {3, sim::kBusy},
+                                                            {4, sim::kBusy},
+                                                            {5, sim::kBusy},
+                                                            {6, 0},
+                                                            {7, sim::kBadOpcode},
+                                                            {0x10, sim::kBadOpcode}}) {
     EXPECT_EQ(gpu(0, opcode).code, code) << static_cast<int>(opcode);
   }
   EXPECT_EQ(async(0x10, {0}, output).code, sim::kBusy);
+  EXPECT_EQ(async(0x13, {}, output).code, sim::kBadOpcode);
   EXPECT_EQ(async(0x11, {}, output).code, 0);
   EXPECT_EQ(async(0x12, {}, output).code, 0);
 }
@@ -149,10 +227,12 @@ TEST_F(Postbox, ADeviceThatFallsOffForgets) {
 
 TEST_F(Postbox, ASlowDeviceTimesOut) {
   start(R"("mailbox": {"latencyMs": 400, "timeoutMs": 500},
-           "faults": [{"operation": "rawSyncCmd", "device": "gpu1", "delayMs": 101}])");
+           "faults": [{"operation": "rawSyncCmd", "device": "gpu1", "delayMs": 101},
+             {"operation": "rawSyncCmd", "device": "gpu2", "delayMs": 100}])");
   EXPECT_EQ(gpu(0, 1).code, 0);
   EXPECT_EQ(gpu(1, 1).code, sim::kTimeout);
   EXPECT_EQ(get(0, "gpu.sram.ecc.correctable"), "4") << "400 ms and 500 ms have passed";
+  EXPECT_EQ(gpu(2, 1).code, 0) << "just in time";
 }
 
 TEST_F(Postbox, BadArgumentsOfTheCall) {

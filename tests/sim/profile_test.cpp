@@ -103,6 +103,55 @@ TEST(Profile, RejectionsNameThePlaceAndTheReason) {
             "f:1:13: /readyMs: 3600001 is not in 0..3600000");
 }
 
+std::string replayRejection(const std::string& members) {
+  try {
+    readReplay(parseJson("{" + members + "}", "f"));
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(Profile, AReplayNeedsAJournalAlone) {
+  EXPECT_FALSE(readReplay(parseJson(R"({"seed": 1})", "f")));
+  const auto replay = readReplay(parseJson(R"({"replay": {"journal": "j"}})", "f")).value();
+  EXPECT_EQ(replay.journal, "j");
+  EXPECT_EQ(replay.match, ReplaySettings::Match::inOrder);
+  EXPECT_FALSE(replay.paced);
+}
+
+TEST(Profile, AReplayMayBeByRequestAndPaced) {
+  const auto replay = readReplay(parseJson(R"({"about": "a", "$schema": "s",
+    "replay": {"journal": "j", "match": "byRequest", "pace": 1}})",
+                                           "f"))
+                          .value();
+  EXPECT_EQ(replay.match, ReplaySettings::Match::byRequest);
+  EXPECT_TRUE(replay.paced);
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "match": "inOrder", "pace": 0})"),
+            "accepted");
+}
+
+TEST(Profile, AReplayThatMeansNothingIsRejected) {
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j"}, "seed": 1)"),
+            "f:1:38: /seed: only '$schema' and 'about' may stand beside 'replay'");
+  EXPECT_EQ(replayRejection(R"("about": 1, "replay": {"journal": "j"})"),
+            "f:1:11: /about: expected a string, found a number");
+  EXPECT_EQ(replayRejection(R"("replay": "j")"),
+            "f:1:12: /replay: expected an object, found a string");
+  EXPECT_EQ(replayRejection(R"("replay": {})"), "f:1:12: /replay: the key 'journal' is missing");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": ""})"),
+            "f:1:24: /replay/journal: the text is empty");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "speed": 1})"),
+            "f:1:38: /replay/speed: unknown key 'speed'");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "match": "inorder"})"),
+            "f:1:38: /replay/match: 'inorder' is not a way to match calls; did you mean "
+            "'inOrder'?");
+  EXPECT_EQ(replayRejection(R"("replay": {"journal": "j", "pace": 2})"),
+            "f:1:37: /replay/pace: 2 is not in 0..1");
+  EXPECT_EQ(profileRejection(R"({"repaly": {}})"),
+            "f:1:12: /repaly: unknown key 'repaly'; did you mean 'replay'?");
+}
+
 TEST(Profile, FaultsThatMeanNothingAreRejected) {
   EXPECT_EQ(faultRejection(R"("device": "gpu0")"),
             "f:1:13: /faults/0: one of code, delayMs, hang, text, dropMs, storm is missing");
@@ -120,16 +169,89 @@ TEST(Profile, FaultsThatMeanNothingAreRejected) {
             "f:1:40: /faults/0/probability: not in 0..1");
   EXPECT_EQ(faultRejection(R"("text": "empty")"),
             "f:1:22: /faults/0/text: only operation 'get' returns a text");
-  EXPECT_EQ(faultRejection(R"("operation": "init", "hang": true)"),
-            "f:1:13: /faults/0: 'init' involves no device: it can only fail or be delayed");
-  for (const char* effect : {R"("dropMs": 0)", R"("storm": 1)"}) {
-    SCOPED_TRACE(effect);
-    EXPECT_EQ(faultRejection(R"("operation": "snapshot", )" + std::string(effect)),
-              "f:1:13: /faults/0: 'snapshot' involves no device: nothing can drop or send a storm");
-    EXPECT_EQ(faultRejection(R"("operation": "list", )" + std::string(effect)),
-              "f:1:13: /faults/0: 'list' involves no device: nothing can drop or send a storm");
+}
+
+TEST(Profile, FaultsThatCanNeverMatchAreRejected) {
+  struct Case {
+    const char* operation;
+    const char* selection;
+    const char* why;
+  };
+  for (const auto& [operation, selection, why] : std::initializer_list<Case>{
+           {"init", R"("device":"gpu0")", "device: 'init' involves no device"},
+           {"init", R"("hang":true)", "hang: 'init' can only fail or be delayed"},
+           {"init", R"("dropMs":0)", "dropMs: 'init' involves no device"},
+           {"init", R"("storm":1)", "storm: 'init' involves no device"},
+           {"init", R"("property":"gpu.*")", "property: 'init' involves no property"},
+           {"init", R"("accessMode":0)", "accessMode: 'init' has no access mode"},
+           {"init", R"("fromMs":1)", "fromMs: 'init' happens at 0"},
+           {"init", R"("every":2)", "every: 'init' happens once"},
+           {"list", R"("device":"gpu*")", "device: 'list' involves no device"},
+           {"list", R"("dropMs":0)", "dropMs: 'list' involves no device"},
+           {"list", R"("property":"*.*")", "property: 'list' involves no property"},
+           {"snapshot", R"("storm":1)", "storm: 'snapshot' involves no device"},
+           {"snapshot", R"("accessMode":1)", "accessMode: 'snapshot' has no access mode"},
+           {"set", R"("accessMode":1)", "accessMode: 'set' has no access mode"},
+           {"raw", R"("property":"gpu.*")", "property: 'raw' involves no property"},
+           {"raw", R"("device":"hsc0")", "device: 'raw' cannot be sent to such a device"},
+           {"rawSyncCmd", R"("device":"cpu*")",
+            "device: 'rawSyncCmd' cannot be sent to such a device"},
+           {"rawAsyncCmd", R"("device":"fpga0")",
+            "device: 'rawAsyncCmd' cannot be sent to such a device"},
+           {"get", R"("property":"gpu.power.consumtion")",
+            "property: no property is named 'gpu.power.consumtion'; did you mean "
+            "'gpu.power.consumption'?"},
+           {"set", R"("property":"gpu.pwoer.*")", "property: no property matches 'gpu.pwoer.*'"},
+           {"set_callback", R"("property":"gpu.*PerInstance*.page0")",
+            "property: no property that can be registered matches 'gpu.*PerInstance*.page0'"}}) {
+    SCOPED_TRACE(std::string(operation) + ' ' + selection);
+    const std::string before = "\"operation\": \"" + std::string(operation) + "\", ";
+    const std::string selector = selection;
+    const auto column = 15 + before.size() + selector.find(':');
+    EXPECT_EQ(faultRejection(before + selector + R"(, "code": 1)"),
+              "f:1:" + std::to_string(column) + ": /faults/0/" + why);
   }
-  EXPECT_EQ(faultRejection(R"("operation": "list", "device": "*", "hang": true)"), "accepted");
+  EXPECT_EQ(faultRejection(R"("device": "hsc*", "property": "gpu.*", "code": 1)"),
+            "f:1:44: /faults/0/property: no property of hsc matches 'gpu.*'");
+  EXPECT_EQ(faultRejection(R"("device": "hsc0", "property": "gpu.power.consumption", "code": 1)"),
+            "f:1:44: /faults/0/property: no property of hsc matches 'gpu.power.consumption'");
+  EXPECT_EQ(faultRejection(R"("property": "gpu.x*", "code": 1)"),
+            "f:1:26: /faults/0/property: no property matches 'gpu.x*'");
+}
+
+TEST(Profile, FaultsThatCanMatchAreAccepted) {
+  for (const char* rule :
+       {R"("operation": "list", "device": "*", "property": "**", "hang": true)",
+        R"("operation": "snapshot", "device": "*", "every": 2, "fromMs": 1, "code": 1)",
+        R"("operation": "init", "device": "*", "untilMs": 1, "every": 1, "fromMs": 0, "code": 1)",
+        R"("operation": "raw", "device": "fpga0", "dropMs": 0)",
+        R"("operation": "rawSyncCmd", "device": "fpga*", "property": "*", "storm": 1)",
+        R"("operation": "rawAsyncCmd", "device": "korswitch0", "code": 1)",
+        R"("operation": "set_callback", "property": "hsc.*", "code": 1)",
+        R"("device": "cpu*", "code": 1)", R"("accessMode": 1, "device": "*", "code": 1)",
+        R"("property": "*Mode", "dropMs": 0)", R"("dropMs": 0, "storm": 1)"}) {
+    EXPECT_EQ(faultRejection(rule), "accepted") << rule;
+  }
+}
+
+TEST(Profile, ARuleNeedsAPropertyOfTheBoard) {
+  const Document manifest = parseJson(R"({"board": "b", "devices": {"gpu": 1, "cpu": 1}})", "m");
+  const Document properties = parseJson(R"({"properties": {"gpu.x": 1}})", "p");
+  const Topology board = readTopology(manifest);
+  const PropertyDb db = readProperties(properties, properties, manifest, board);
+  const auto rejection = [&](const std::string& rule) -> std::string {
+    try {
+      readProfile(parseJson("{\"faults\": [{" + rule + "}]}", "f"), board, db);
+    } catch (const FileError& error) {
+      return error.what();
+    }
+    return "accepted";
+  };
+  EXPECT_EQ(rejection(R"("device": "cpu0", "code": 1)"),
+            "f:1:24: /faults/0/device: no property of cpu matches '*'");
+  EXPECT_EQ(rejection(R"("device": "gpu0", "code": 1)"), "accepted");
+  EXPECT_EQ(rejection(R"("operation": "set_callback", "code": 1)"),
+            "f:1:13: /faults/0: no property that can be registered matches '*'");
 }
 
 TEST(Profile, EventsThatMeanNothingAreRejected) {

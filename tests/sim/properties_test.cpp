@@ -2,6 +2,7 @@
 
 #include "sim/board/state.h"
 #include "sim/config/readers.h"
+#include "sim/library/builtin.h"
 
 namespace sim {
 namespace {
@@ -23,13 +24,15 @@ std::string read(const BoardState& state, std::string_view name, int device, Tim
 TEST(Values, ConstantsPrintAsTheyAreWritten) {
   const BoardState state = makeState(R"({"properties": {
     "gpu.text": "Valdor", "gpu.empty": "", "gpu.whole": 42, "gpu.real": -1.50,
-    "gpu.hex": {"value": 4660, "hex": 6},
+    "gpu.exponents": {"page": 0, "of": "r"}, "gpu.hex": {"value": 4660, "hex": 6},
     "gpu.enum": {"value": 1, "names": ["off", "on"]},
-    "gpu.serial": {"serial": "SN-####-A", "first": 99}}})");
+    "gpu.serial": {"serial": "SN-####-A", "first": 99}},
+    "records": {"r": {"entriesPerPage": 9, "entries": [1e3, 2.5E-3, -1.50e0, 1.0e1, 0e5]}}})");
   EXPECT_EQ(read(state, "gpu.text", 0, 0), "Valdor");
   EXPECT_EQ(read(state, "gpu.empty", 0, 0), "");
   EXPECT_EQ(read(state, "gpu.whole", 2, kSecond), "42");
   EXPECT_EQ(read(state, "gpu.real", 0, 0), "-1.50");
+  EXPECT_EQ(read(state, "gpu.exponents", 0, 0), "1000 0.0025 -1.5 10 0");
   EXPECT_EQ(read(state, "gpu.hex", 0, 0), "0x001234");
   EXPECT_EQ(read(state, "gpu.enum", 0, 0), "on");
   EXPECT_EQ(read(state, "gpu.serial", 0, 0), "SN-0099-A");
@@ -95,6 +98,48 @@ TEST(Values, WalksStayInBoundsMoveAndRepeatWithTheSeed) {
   EXPECT_GT(highest, 70 * kOne);
 }
 
+TEST(Values, AWalkTurnsOncePerPeriodAndGoesStraightOn) {
+  const BoardState state = makeState(R"({"properties": {
+    "gpu.w": {"walk": [0, 1000], "periodMs": 4000}, "gpu.slow": {"walk": [0, 1000]}}})");
+  for (const auto& [name, period] : {std::pair("gpu.w", 4), std::pair("gpu.slow", 10)}) {
+    SCOPED_TRACE(name);
+    const PropertyIndex walk = *state.properties().find(name);
+    const auto at = [&, period = period](Time halfPeriods) {
+      return state.numberAt(walk, 1, halfPeriods * period * kSecond / 2);
+    };
+    for (Time turn = 0; turn < 20; turn += 2) {
+      SCOPED_TRACE(turn);
+      EXPECT_EQ(at(turn + 1), at(turn) + (at(turn + 2) - at(turn)) / 2);
+      EXPECT_GT(std::abs(at(turn + 1) + at(turn + 3) - 2 * at(turn + 2)), 1) << "it turns";
+    }
+  }
+}
+
+TEST(Values, ARandomValueDependsOnNoOtherProperty) {
+  const BoardState alone = makeState(R"({"properties": {"gpu.w": {"walk": [0, 1000.000]}}})");
+  const BoardState among = makeState(R"({"properties": {
+    "hsc.w": {"walk": [0, 1000.000]}, "gpu.v": {"walk": [0, 1000.000]},
+    "gpu.w": {"walk": [0, 1000.000]}}})");
+  for (const int device : {0, 2}) {
+    SCOPED_TRACE(device);
+    EXPECT_EQ(read(alone, "gpu.w", device, 3 * kSecond), read(among, "gpu.w", device, 3 * kSecond));
+  }
+  EXPECT_NE(read(among, "gpu.v", 0, 3 * kSecond), read(among, "gpu.w", 0, 3 * kSecond));
+}
+
+TEST(Values, AFileMayExtendTheBuiltInDatabase) {
+  const Document builtin = parseJson(kBuiltinProperties, "b");
+  const Document manifest = parseJson(kBuiltinManifest, "m");
+  const Document document = parseJson(R"({"extends": "builtin", "properties": {
+    "gpu.pcie.maxWidth": 3, "gpu.own": 4}})",
+                                      "p");
+  const Topology topology = readTopology(manifest);
+  const BoardState state(readProperties(document, builtin, manifest, topology), topology, 1);
+  EXPECT_EQ(read(state, "gpu.pcie.maxWidth", 7, 0), "3");
+  EXPECT_EQ(read(state, "gpu.own", 7, 0), "4");
+  EXPECT_EQ(read(state, "gpu.inventory.gpuPartNumber", 7, 0), "VA-8041-B2");
+}
+
 TEST(Values, AWriteHoldsAWalkUntilItIsCleared) {
   BoardState state = makeState(R"({"properties": {"gpu.w": {"walk": [10, 90]}}})");
   const PropertyIndex w = *state.properties().find("gpu.w");
@@ -121,18 +166,24 @@ TEST(Values, SumsTakeEveryPresentDeviceOfAnotherKind) {
 
 TEST(Values, EnergyIntegratesPowerHoweverOftenItIsRead) {
   const std::string file = R"({"properties": {"gpu.p": {"value": 300},
-    "gpu.w": {"walk": [100, 500]},
-    "gpu.e": {"integral": "gpu.p", "precision": 1},
+    "gpu.w": {"walk": [100, 500]}, "gpu.sampled": {"integral": "gpu.w"},
+    "gpu.e": {"integral": "gpu.p", "precision": 1}, "gpu.scaled": {"integral": "gpu.p", "scale": 2},
     "gpu.f": {"integral": "gpu.w", "scale": 0.001, "precision": 6}}})";
   BoardState often = makeState(file);
   BoardState once = makeState(file);
   EXPECT_EQ(read(often, "gpu.e", 0, 2 * kSecond + kSecond / 2), "750.0");
+  EXPECT_EQ(read(often, "gpu.scaled", 0, 2 * kSecond + kSecond / 2), "1500");
+  const PropertyIndex power = *once.properties().find("gpu.p");
+  const PropertyIndex walk = *once.properties().find("gpu.w");
+  const auto sample = [&](Time second) { return once.numberAt(walk, 0, second * kSecond); };
+  EXPECT_EQ(once.numberAt(*once.properties().find("gpu.sampled"), 0, 2 * kSecond + kSecond / 2),
+            sample(0) + sample(1) + sample(2) / 2)
+      << "samples lie at the beginnings of the seconds";
   for (Time time = 0; time < 100 * kSecond; time += 333'333) {
     read(often, "gpu.f", 1, time);
     often.compactHistory(time);
   }
   EXPECT_EQ(read(often, "gpu.f", 1, 100 * kSecond), read(once, "gpu.f", 1, 100 * kSecond));
-  const PropertyIndex power = *once.properties().find("gpu.p");
   once.set(power, 0, 10 * kSecond, 0);
   EXPECT_EQ(read(once, "gpu.e", 0, 100 * kSecond), "3000.0");
 }

@@ -66,6 +66,40 @@ TEST_F(Subscriptions, EachPeriodOfAJumpCalls) {
   EXPECT_EQ(seen(), "0:3#1 0:6#2 0:9#3 ");
 }
 
+TEST_F(Subscriptions, OfALongJumpTheFirstAndTheLastThousandPeriodsCall) {
+  for (const int periods : {1001, 1002, 2000}) {
+    SCOPED_TRACE(periods);
+    start(R"("callbacks": {"periodMs": 1000}, "latencyMs": {"gpu": )" +
+          std::to_string(periods * 1000) + "}");
+    ASSERT_EQ(subscribe(0, "GPUGetSRAMECCCorrectableErrorCountV2"), 0);  // 1 s
+    EXPECT_EQ(pass(0, kPower), "300");
+    const std::string updates = seen();
+    EXPECT_TRUE(updates.starts_with("0:2#1 0:3#2 "));
+    EXPECT_EQ(std::count(updates.begin(), updates.end(), '#'), 1002);
+    EXPECT_NE(updates.find(" 0:" + std::to_string(periods + 2 - 999) + "#3 "), std::string::npos);
+    EXPECT_TRUE(updates.ends_with(" 0:" + std::to_string(periods + 2) + "#1002 "));
+    GPUManagerStop();
+  }
+}
+
+TEST_F(Subscriptions, ACallbackLearnsWhatHasChanged) {
+  start("", R"({"properties": {"hsc.power.consumption":
+    {"value": 500.5, "access": "rw", "unit": "W"}}})");
+  std::string seen;
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                1, "HSCGetPowerConsumptionV2",
+                [&](std::uint16_t device, const data_info::DataInfo& info, std::uint64_t sequence) {
+                  seen = std::to_string(device) + ' ' + info.propertyName + ' ' + info.apiName +
+                         ' ' + info.valueText + ' ' + info.unit + ' ' +
+                         std::to_string(info.updateCount) + ' ' + std::to_string(sequence);
+                },
+                -1, "", "", -1),
+            0);
+  ASSERT_EQ(set(1, "hsc.power.consumption", 7), 0);
+  EXPECT_EQ(seen, std::to_string(3 * 256 + 1) +
+                      " hsc.power.consumption HSCGetPowerConsumptionV2 7.0 W 1 1");
+}
+
 TEST_F(Subscriptions, BeforeTheFirstRefreshNothingIsCalled) {
   start(kLateBoard + std::string(R"(, "timeline": [
     {"atMs": 1500, "set": "gpu.power.consumption", "device": "gpu0", "value": 311},
@@ -207,6 +241,12 @@ TEST_F(Subscriptions, WhatCannotBeRegistered) {
   EXPECT_EQ(subscribe(0, "gpugetpowerconsumptionv2"), sim::kNoSuchProperty);
   EXPECT_EQ(subscribe(0, "GPUGetHBMPowerConsumptionV2"), sim::kNoSuchProperty);
   EXPECT_EQ(DeviceSetCallbackUpdateData(0, kApi, nullptr, -1, "", "", -1), sim::kBadArgument);
+  GPUManagerStop();
+  start("", R"({"properties": {"gpu.power.consumption": {"value": 1, "access": "wc"}}})");
+  EXPECT_EQ(subscribe(0), sim::kNotReadable);
+  EXPECT_EQ(get(0, kPower), "rc = 8");
+  EXPECT_EQ(set(0, kPower, 5), 0);
+  EXPECT_EQ(DeviceClearData(0, kPower, 0), 0);
 }
 
 TEST_F(Subscriptions, InRealTimeTheThreadWakesByItself) {

@@ -149,6 +149,27 @@ VALUES = {
     "names": ["off", "on"], "access": "rw", "range": [0, 1], "unit": "W", "device": "gpu",
 }  # fmt: skip
 
+OPERATIONS = [
+    "init", "list", "get", "set", "clear", "snapshot", "set_callback", "raw", "rawSyncCmd",
+    "rawAsyncCmd", None,
+]  # fmt: skip
+SELECTORS = [
+    {"device": "*"}, {"device": "gpu0"}, {"device": "fpga*"}, {"device": "hsc*"},
+    {"property": "*"}, {"property": "*.*"}, {"accessMode": 0}, {"fromMs": 1}, {"untilMs": 1},
+    {"every": 2}, {"times": 1}, {"probability": 0},
+]  # fmt: skip
+EFFECTS = [
+    {}, {"code": 0}, {"delayMs": 1}, {"hang": True}, {"hang": False}, {"text": "empty"},
+    {"dropMs": 0}, {"storm": 1}, {"code": 0, "hang": False},
+]  # fmt: skip
+
+
+def faults():
+    for operation, effect in itertools.product(OPERATIONS, EFFECTS):
+        for selector in [{}, *SELECTORS]:
+            rule = {**selector, **effect}
+            yield {"operation": operation, **rule} if operation else rule
+
 
 def combinations(members, length):
     for count in range(1, length + 1):
@@ -173,7 +194,10 @@ def test_both_agree_on_every_combination_of_keys(tmp_path):
             {"board": "b", "devices": {"gpu": 2}, "overrides": {name: {"absent": False}}}
             for name in ("gpu0", "gpu1", "gpu01", "gpu", "gpu*", "*", "nic0")
         ],
-        "profile": [{"timeline": [{"atMs": 1, **event}]} for event in combinations(EVENTS, 4)],
+        "profile": [
+            *({"timeline": [{"atMs": 1, **event}]} for event in combinations(EVENTS, 4)),
+            *({"faults": [rule]} for rule in faults()),
+        ],
     }
     for kind, documents in cases.items():
         files = [tmp_path / f"{kind}{number}.json" for number in range(len(documents))]
@@ -186,3 +210,107 @@ def test_both_agree_on_every_combination_of_keys(tmp_path):
             document for document, ok, code in zip(documents, valid, codes) if ok != (code == 0)
         ]
         assert differ == []
+
+
+MOST = 9_000_000_000_000
+SPAN, MOMENT = 3_600_000, 31_536_000_000
+GPU_A = '{"properties": {"gpu.b": 1, "gpu.a": %s}}'
+PROFILE = '{"%s": @}'
+FAULT = '{"faults": [{"operation": "get", "hang": true, "%s": @}]}'
+NUMBERS = [
+    ("manifest", '{"board": "b", "devices": {"gpu": @}}', 0, 255),
+    ("properties", GPU_A % "@", -MOST, MOST),
+    ("properties", GPU_A % '{"value": @}', -MOST, MOST),
+    ("properties", GPU_A % '{"serial": "#", "first": @}', 0, MOST),
+    ("properties", GPU_A % '{"counter": @}', -MOST, MOST),
+    ("properties", GPU_A % '{"counter": 0, "perSecond": @}', -MOST, MOST),
+    ("properties", GPU_A % '{"walk": [@, @]}', -MOST, MOST),
+    ("properties", GPU_A % '{"walk": [0, 1], "periodMs": @}', 1, 86_400_000),
+    ("properties", GPU_A % '{"sum": "gpu.b", "scale": @}', -MOST, MOST),
+    ("properties", GPU_A % '{"sum": "gpu.b", "offset": @}', -MOST, MOST),
+    ("properties", GPU_A % '{"value": 1, "precision": @}', 0, 6),
+    ("properties", GPU_A % '{"value": 1, "hex": @}', 1, 8),
+    ("properties", GPU_A % '{"value": 1, "range": [@, @]}', -MOST, MOST),
+    (
+        "properties",
+        '{"properties": {}, "records": {"r": {"entriesPerPage": @, "entries": []}}}',
+        1,
+        64,
+    ),
+    ("profile", PROFILE % "seed", 0, 2**63 - 1),
+    ("profile", '{"clock": {"mode": "stepped", "stepMs": @}}', 1, SPAN),
+    ("profile", '{"clock": {"mode": "scaled", "rate": @}}', 0.001, 1000),
+    ("profile", PROFILE % "readyMs", 0, SPAN),
+    ("profile", '{"snapshot": {"periodMs": @}}', 1, SPAN),
+    ("profile", '{"snapshot": {"periodMs": %d, "refreshMs": @}}' % SPAN, 0, SPAN),
+    ("profile", '{"latencyMs": {"gpu": @}}', 0, SPAN),
+    ("profile", '{"callbacks": {"periodMs": @}}', 1, SPAN),
+    ("profile", '{"mailbox": {"latencyMs": @}}', 0, SPAN),
+    ("profile", '{"mailbox": {"timeoutMs": @}}', 1, SPAN),
+    ("profile", '{"mailbox": {"selfTestMs": @}}', 1, SPAN),
+    ("profile", FAULT % "accessMode", 0, 1),
+    ("profile", FAULT % "fromMs", 0, MOMENT),
+    ("profile", FAULT % "untilMs", 1, MOMENT),
+    ("profile", FAULT % "probability", 0, 1),
+    ("profile", FAULT % "every", 1, 1_000_000),
+    ("profile", FAULT % "times", 1, 1_000_000),
+    ("profile", FAULT % "code", -(2**31), 2**31 - 1),
+    ("profile", FAULT % "delayMs", 1, SPAN),
+    ("profile", FAULT % "dropMs", 0, MOMENT),
+    ("profile", FAULT % "storm", 1, 10_000),
+    ("profile", '{"timeline": [{"atMs": @, "drop": "gpu0"}]}', 0, MOMENT),
+    (
+        "profile",
+        '{"timeline": [{"atMs": 1, "burst": "gpu.power.consumption", "device": "gpu0",'
+        ' "count": @}]}',
+        1,
+        10_000,
+    ),
+]
+
+
+@pytest.mark.parametrize(("kind", "text", "low", "high"), NUMBERS)
+def test_both_know_the_limits_of_every_number(kind, text, low, high, tmp_path):
+    below = "0.0009" if low == 0.001 else str(low - 1)
+    spelled = [str(low), str(high), f"{low:.3f}", f"{high}e0", below, str(high + 1)]
+    files = [tmp_path / f"{number}.json" for number in range(len(spelled))]
+    for file, number in zip(files, spelled):
+        file.write_text(text.replace("@", number))
+    if high == 2**63 - 1:  # the schema's reader takes a number with an exponent for a rough one
+        files[3].write_text(text.replace("@", str(high)))
+    codes, said = library_codes(kind, files)
+    assert codes == [0, 0, 0, 0, 14, 14], said
+    valid = [VALIDATORS[kind].is_valid(json.loads(file.read_text())) for file in files]
+    assert valid == [True, True, True, True, False, False]
+
+
+RECORDING = """{"journal":2,"clock":"real"}
+{"n":1,"at":0,"call":"GPUManagerInit","manifest":"","profile":"","properties":"","code":0,"took":0}
+{"n":2,"at":0,"call":"GPUManagerStop","args":{},"code":0,"took":0}
+"""
+REPLAYS = {"journal": "PATH", "match": "inOrder", "pace": 1}
+OTHERS = {"about": "a", "$schema": "s", "seed": 1, "journal": "j", "faults": []}
+
+
+def test_both_agree_on_replays(tmp_path):
+    (tmp_path / "j").write_text(RECORDING)
+    documents = [
+        {"replay": replay, **others}
+        for replay in ({}, *combinations(REPLAYS, 3))
+        for others in ({}, *combinations(OTHERS, 2))
+    ]
+    documents += [
+        {"replay": {**REPLAYS, key: value}}
+        for key in (*REPLAYS, "speed")
+        for value in ("", "byRequest", "other", 0, 2, None, [], {}, True)
+        if key != "journal" or value not in ("byRequest", "other")
+    ]
+    documents += [{"replay": value} for value in (None, "j", 1, [])]
+    files = [tmp_path / f"{number}.json" for number in range(len(documents))]
+    for file, document in zip(files, documents):
+        file.write_text(json.dumps(document).replace("PATH", str(tmp_path / "j")))
+    codes, said = library_codes("profile", files)
+    valid = [VALIDATORS["profile"].is_valid(document) for document in documents]
+    assert valid.count(True) > 10
+    assert [code == 0 for code in codes] == valid
+    assert len(said.splitlines()) == codes.count(14) == valid.count(False)
