@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "catalogue/identities.h"
+
 namespace journal {
 namespace {
 
@@ -17,7 +19,7 @@ const T& objectAt(const Argument& argument) {
 }
 
 std::size_t roomIn(const Argument& argument) {
-  return static_cast<std::size_t>(std::max<std::int64_t>(argument.size, 0));
+  return static_cast<std::size_t>(std::max<std::int64_t>(argument.number, 0));
 }
 
 std::string_view bytesOf(const Argument& argument) {
@@ -25,7 +27,8 @@ std::string_view bytesOf(const Argument& argument) {
   const auto* const text = static_cast<const char*>(argument.place);
   switch (argument.kind) {
     case Kind::text:
-      return argument.size < 0 ? std::string_view(text) : std::string_view(text, roomIn(argument));
+      return argument.number < 0 ? std::string_view(text)
+                                 : std::string_view(text, roomIn(argument));
     case Kind::textOut:
       return {text, strnlen(text, roomIn(argument))};
     default:
@@ -34,7 +37,7 @@ std::string_view bytesOf(const Argument& argument) {
 }
 
 /// A number is passed as the bytes of an `int`.
-bool isNumber(const Argument& argument) { return argument.size == sizeof(int); }
+bool isNumber(const Argument& argument) { return argument.number == sizeof(int); }
 
 std::int64_t numberAt(const Argument& argument) {
   int number = 0;
@@ -65,7 +68,8 @@ void addInput(Line& line, std::string_view name, const Argument& argument) {
   } else if (argument.kind == Kind::number) {
     line.add(name, argument.number);
   } else if (argument.kind == Kind::callback) {
-    line.add(name, std::get<std::int64_t>(inputOf(argument)));
+    line.add(name,
+             static_cast<std::int64_t>(static_cast<bool>(objectAt<UpdateCallback>(argument))));
   } else if (argument.place == nullptr) {
     line.addRaw(name, "null");
   } else if (argument.kind == Kind::bytes && isNumber(argument)) {
@@ -133,6 +137,15 @@ void fillOutput(const Argument& argument, const Value& value, bool unterminated)
 
 }  // namespace
 
+void Capture::setSizes() {
+  for (std::size_t i = 0; i + 1 < count_; ++i) {
+    const Kind kind = arguments_[i].kind;
+    if (kind == Kind::bytes || kind == Kind::textOut) {
+      arguments_[i].number = arguments_[i + 1].number;
+    }
+  }
+}
+
 std::string_view Capture::text(std::string_view parameter) const {
   const std::size_t position = entryPoint(entry_).find(parameter);
   if (position >= count_) return {};
@@ -141,16 +154,23 @@ std::string_view Capture::text(std::string_view parameter) const {
   return isText ? bytesOf(arguments_[position]) : std::string_view();
 }
 
+bool Capture::readsIdentity() const {
+  constexpr std::size_t kProperty = 1;
+  return entry_ == Entry::getData && PropertyCatalogue::isIdentity(bytesOf(arguments_[kProperty]));
+}
+
 Value Capture::input(std::size_t position) const { return inputOf(arguments_[position]); }
 
 // The names of the files stand beside the call, as in version 1.
-void Capture::begin(Line& line, std::int64_t number, std::int64_t at) const {
+std::size_t Capture::begin(Line& line, std::int64_t number, std::int64_t at) const {
   const EntryPoint& point = entryPoint(entry_);
   line.add("n", number).add("at", at).add("call", point.name);
   if (entry_ != Entry::managerInit) line.open("args");
+  const std::size_t size = line.size();
   for (std::size_t i = 0; i < count_; ++i) {
     if (!isOutput(arguments_[i].kind)) addInput(line, point.all[i].name, arguments_[i]);
   }
+  return size;
 }
 
 void Capture::end(Line& line, int code, std::int64_t took) const {

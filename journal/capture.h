@@ -16,10 +16,9 @@ namespace journal {
 
 /// One argument of a call, whatever its type. Refers to what belongs to the caller.
 struct Argument {
-  Kind kind = Kind::number;
-  std::int64_t number = 0;
   const void* place = nullptr;  ///< The object or the buffer; null for a null pointer.
-  std::int64_t size = 0;        ///< Of a buffer; -1: it ends with a NUL.
+  std::int64_t number = 0;      ///< The value of a number; else the size, or -1 for up to a NUL.
+  Kind kind = Kind::number;
 
   /// What the library fills, which the caller passed without `const`.
   template <class T>
@@ -34,13 +33,13 @@ Argument argumentOf(T& value) {
   constexpr Kind kKind = kKindOf<Plain>;
   if constexpr (kKind == Kind::number) {
     static_assert(std::is_integral_v<Plain>);
-    return {kKind, static_cast<std::int64_t>(value), nullptr, 0};
+    return {nullptr, static_cast<std::int64_t>(value), kKind};
   } else if constexpr (std::is_pointer_v<Plain>) {
-    return {kKind, 0, value, -1};
+    return {value, -1, kKind};
   } else if constexpr (std::is_same_v<Plain, const std::string>) {
-    return {kKind, 0, value.data(), static_cast<std::int64_t>(value.size())};
+    return {value.data(), static_cast<std::int64_t>(value.size()), kKind};
   } else {
-    return {kKind, 0, &value, 0};
+    return {&value, 0, kKind};
   }
 }
 
@@ -52,12 +51,7 @@ class Capture {
   explicit Capture(Entry entry, A&&... arguments)
       : entry_(entry), count_(sizeof...(A)), arguments_{argumentOf(arguments)...} {
     static_assert(sizeof...(A) <= kMaxParameters);
-    for (std::size_t i = 0; i + 1 < count_; ++i) {
-      const Kind kind = arguments_[i].kind;
-      if (kind == Kind::bytes || kind == Kind::textOut) {
-        arguments_[i].size = arguments_[i + 1].number;
-      }
-    }
+    setSizes();
   }
 
   [[nodiscard]] Entry entry() const { return entry_; }
@@ -66,12 +60,16 @@ class Capture {
   /// a null pointer and for what is no text.
   [[nodiscard]] std::string_view text(std::string_view parameter) const;
 
+  /// Whether this reads a property whose value is an identity.
+  [[nodiscard]] bool readsIdentity() const;
+
   /// The value of an input.
   [[nodiscard]] Value input(std::size_t position) const;
 
   /// Begins the line of the call: its number, its time, the entry point and the inputs. What is
-  /// added to the line before `end` becomes part of the arguments.
-  void begin(Line& line, std::int64_t number, std::int64_t at) const;
+  /// added to the line before `end` becomes part of the arguments. Returns the size of the line
+  /// before the inputs.
+  std::size_t begin(Line& line, std::int64_t number, std::int64_t at) const;
   /// Completes the line with the outputs, as the library left them, the code and the duration.
   void end(Line& line, int code, std::int64_t took) const;
 
@@ -84,6 +82,8 @@ class Capture {
   void fill(const Call& call) const;
 
  private:
+  void setSizes();
+
   Entry entry_;
   std::size_t count_;
   std::array<Argument, kMaxParameters> arguments_;

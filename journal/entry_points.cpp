@@ -74,6 +74,7 @@ std::size_t EntryPoint::find(std::string_view parameter) const {
 }
 
 std::size_t EntryPoint::runAt(std::size_t position) const {
+  if (all[position].kind != Kind::wordOut) return 1;
   std::size_t end = position + 1;
   while (end < count && all[end].name == all[position].name) ++end;
   return end - position;

@@ -95,7 +95,7 @@ struct EntryPoint {
   [[nodiscard]] std::span<const Parameter> parameters() const { return {all.data(), count}; }
   /// The position of the parameter of that name, the first of several; `count` when there is none.
   [[nodiscard]] std::size_t find(std::string_view parameter) const;
-  /// How many parameters from that position on have one name.
+  /// How many parameters from that position on have one name, which only words do.
   [[nodiscard]] std::size_t runAt(std::size_t position) const;
 };
 

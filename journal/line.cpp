@@ -1,64 +1,98 @@
 #include "journal/line.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
+#include <cstring>
+#include <utility>
 
 namespace journal {
 namespace {
 
-bool isPlain(char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; }
+constexpr std::size_t kUsualSize = 512;
+constexpr std::size_t kLongestNumber = 20;
+constexpr std::size_t kLongestEscape = 6;
 
-void append(std::string& text, std::int64_t number) {
-  std::array<char, 24> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-  text.append(digits.data(), end);
-}
+bool isPlain(char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; }
 
 }  // namespace
 
-// Most lines fit without another allocation.
-Line::Line() {
-  text_.reserve(512);
-  text_ = '{';
+Line::Line()
+    : capacity_(kUsualSize),
+      buffer_(std::make_unique_for_overwrite<char[]>(kUsualSize)),
+      end_(buffer_.get()) {
+  add('{');
+}
+
+void Line::grow(std::size_t count) {
+  const std::size_t used = size();
+  const std::size_t capacity = std::max(2 * capacity_, used + count);
+  auto buffer = std::make_unique_for_overwrite<char[]>(capacity);
+  std::memcpy(buffer.get(), buffer_.get(), used);
+  buffer_ = std::move(buffer);
+  capacity_ = capacity;
+  end_ = buffer_.get() + used;
 }
 
 void Line::addKey(std::string_view key) {
-  if (text_.back() != '{') text_ += ',';
-  text_ += '"';
-  text_ += key;
-  text_ += "\":";
+  reserve(key.size() + 4);
+  if (end_[-1] != '{') add(',');
+  add('"');
+  copy(key);
+  add('"');
+  add(':');
 }
 
 void Line::addQuoted(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  text_ += '"';
-  for (std::size_t begin = 0, i = 0;; ++i) {
-    if (i < text.size() && isPlain(text[i])) continue;
-    text_ += text.substr(begin, i - begin);
+  reserve(text.size() + 2);
+  add('"');
+  for (std::size_t i = 0;; ++i) {
+    const std::size_t begin = i;
+    while (i < text.size() && isPlain(text[i])) ++i;
+    copy(text.substr(begin, i - begin));
     if (i == text.size()) break;
+    reserve(text.size() - i + kLongestEscape);
     const auto byte = static_cast<unsigned char>(text[i]);
-    text_ += '\\';
+    add('\\');
     if (byte < 0x20 || byte >= 0x7f) {
-      text_ += "u00";
-      text_ += kDigits[byte / 16];
-      text_ += kDigits[byte % 16];
+      copy("u00");
+      add(kDigits[byte / 16]);
+      add(kDigits[byte % 16]);
     } else {
-      text_ += text[i];
+      add(text[i]);
     }
-    begin = i + 1;
   }
-  text_ += '"';
+  add('"');
+}
+
+void Line::addNumber(std::int64_t number) {
+  reserve(kLongestNumber);
+  end_ = std::to_chars(end_, end_ + kLongestNumber, number).ptr;
+}
+
+template <class List, class Add>
+void Line::addList(const List& list, Add addItem) {
+  reserve(2);
+  add('[');
+  for (const auto& item : list) {
+    addItem(item);
+    reserve(1);
+    add(',');
+  }
+  if (!list.empty()) --end_;
+  add(']');
 }
 
 Line& Line::addRaw(std::string_view key, std::string_view json) {
   addKey(key);
-  text_ += json;
+  reserve(json.size());
+  copy(json);
   return *this;
 }
 
 Line& Line::add(std::string_view key, std::int64_t number) {
   addKey(key);
-  append(text_, number);
+  addNumber(number);
   return *this;
 }
 
@@ -70,39 +104,36 @@ Line& Line::add(std::string_view key, std::string_view text) {
 
 Line& Line::add(std::string_view key, std::span<const std::uint32_t> words) {
   addKey(key);
-  char before = '[';
-  for (const std::uint32_t word : words) {
-    text_ += before;
-    append(text_, word);
-    before = ',';
-  }
-  text_ += words.empty() ? "[]" : "]";
+  addList(words, [this](std::uint32_t word) { addNumber(word); });
   return *this;
 }
 
 Line& Line::add(std::string_view key, std::span<const std::string> texts) {
   addKey(key);
-  char before = '[';
-  for (const std::string& text : texts) {
-    text_ += before;
-    addQuoted(text);
-    before = ',';
-  }
-  text_ += texts.empty() ? "[]" : "]";
+  addList(texts, [this](const std::string& text) { addQuoted(text); });
   return *this;
 }
 
 Line& Line::open(std::string_view key) {
   addKey(key);
-  text_ += '{';
+  reserve(1);
+  add('{');
   ++depth_;
   return *this;
 }
 
 Line& Line::close() {
-  text_ += '}';
+  reserve(1);
+  add('}');
   --depth_;
   return *this;
+}
+
+std::string_view Line::whole() {
+  reserve(depth_ + 1);
+  std::memset(end_, '}', depth_);
+  end_[depth_] = '\n';
+  return {buffer_.get(), size() + depth_ + 1};
 }
 
 }  // namespace journal

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,6 +19,8 @@ inline constexpr std::size_t kMaxLineSize = std::size_t{16} << 20U;
 class Line {
  public:
   Line();
+  Line(Line&&) = default;
+  Line& operator=(Line&&) = default;
 
   Line& add(std::string_view key, std::int64_t number);
   Line& add(std::string_view key, std::string_view text);
@@ -32,17 +35,30 @@ class Line {
 
   /// The object so far, with everything closed and without a newline.
   [[nodiscard]] std::string text() const {
-    std::string text;
-    appendTo(text);
-    return text;
+    return std::string(buffer_.get(), size()).append(depth_, '}');
   }
-  void appendTo(std::string& text) const { text.append(text_).append(depth_, '}'); }
+  /// The same with a newline, until the next change.
+  std::string_view whole();
+  /// The size of the object so far, without what closes it.
+  [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(end_ - buffer_.get()); }
 
  private:
+  /// Makes room for so many characters.
+  void reserve(std::size_t count) {
+    if (capacity_ - size() < count) grow(count);
+  }
+  void grow(std::size_t count);
+  void add(char c) { *end_++ = c; }
+  void copy(std::string_view text) { end_ += text.copy(end_, text.size()); }
   void addKey(std::string_view key);
   void addQuoted(std::string_view text);
+  void addNumber(std::int64_t number);
+  template <class List, class Add>
+  void addList(const List& list, Add addItem);
 
-  std::string text_;
+  std::size_t capacity_;
+  std::unique_ptr<char[]> buffer_;
+  char* end_;  ///< In the buffer, behind what has been added.
   std::size_t depth_ = 1;
 };
 

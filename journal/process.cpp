@@ -1,10 +1,12 @@
 #include "journal/process.h"
 
+#include <fcntl.h>
 #include <link.h>
+#include <unistd.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <span>
 #include <string_view>
 
@@ -73,8 +75,18 @@ std::string buildIdOf(const void* address) {
 
 std::vector<std::string> processArguments() {
   std::vector<std::string> arguments;
-  std::ifstream file("/proc/self/cmdline", std::ios::binary);
-  for (std::string argument; std::getline(file, argument, '\0');) arguments.push_back(argument);
+  const int file = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return arguments;
+  std::array<char, 4096> part;
+  bool isNew = true;
+  for (ssize_t size; (size = read(file, part.data(), part.size())) > 0;) {
+    for (const char c : std::span(part).first(static_cast<std::size_t>(size))) {
+      if (isNew) arguments.emplace_back();
+      isNew = c == '\0';
+      if (!isNew) arguments.back() += c;
+    }
+  }
+  close(file);
   return arguments;
 }
 

@@ -1,9 +1,7 @@
 #include "journal/redaction.h"
 
 #include <algorithm>
-#include <charconv>
 #include <initializer_list>
-#include <tuple>
 #include <utility>
 
 #include "catalogue/identities.h"
@@ -58,12 +56,15 @@ std::string scrambled(const std::string& value, std::uint64_t number) {
   return result;
 }
 
+/// Of a hexadecimal digit.
+int valueOf(char c) { return isDecimal(c) ? c - '0' : toLower(c) - 'a' + 10; }
+
 std::string bytesOf(std::string_view digits) {
   std::string bytes;
   int high = -1;
   for (const char c : digits) {
     if (!isAlphanumeric(c)) continue;
-    const int nibble = isDecimal(c) ? c - '0' : toLower(c) - 'a' + 10;
+    const int nibble = valueOf(c);
     if (high >= 0) bytes += static_cast<char>(high * 16 + nibble);
     high = high < 0 ? nibble : -1;
   }
@@ -141,7 +142,7 @@ class LineCopy {
     if (whole_ != nullptr && key_ == "value" && isIdentity_ && wholeValue(token)) return;
     if (isPlain && !replacements_.matches(token)) return;
     std::string bytes = unquoted(token);
-    if (replacements_.apply(std::span(bytes))) put(token, quoted(bytes), "\"\"");
+    if (replacements_.apply(std::span(bytes))) put(token, json(std::string_view(bytes)), "\"\"");
   }
 
   bool wholeValue(std::string_view token) {
@@ -151,7 +152,7 @@ class LineCopy {
     if (found == whole_->end()) return false;
     bytes.replace(static_cast<std::size_t>(identity.data() - bytes.data()), identity.size(),
                   found->second);
-    put(token, quoted(bytes), "\"\"");
+    put(token, json(std::string_view(bytes)), "\"\"");
     return true;
   }
 
@@ -179,7 +180,7 @@ class LineCopy {
         continue;
       }
       const std::size_t first = at_;
-      if (number() != *word) put(line_.substr(first, at_ - first), std::to_string(*word), "0");
+      if (number() != *word) put(line_.substr(first, at_ - first), json(std::int64_t{*word}), "0");
       ++word;
     }
   }
@@ -206,8 +207,9 @@ class LineCopy {
     copied_ = end;
   }
 
-  static std::string quoted(std::string_view text) {
-    const std::string line = Line().add("", text).text();
+  template <class T>
+  static std::string json(const T& value) {
+    const std::string line = Line().add("", value).text();
     return line.substr(4, line.size() - 5);
   }
 
@@ -221,10 +223,10 @@ class LineCopy {
       constexpr std::string_view kShortEscapes = "b\bf\fn\nr\rt\t";
       const std::size_t escape = kShortEscapes.find(token[++i]);
       if (token[i] == 'u') {
-        unsigned code = 0;
-        std::from_chars(&token[i] + 1, &token[0] + std::min(i + 5, token.size()), code, 16);
+        int code = 0;
+        const std::size_t last = std::min(i + 4, token.size() - 1);
+        while (i < last) code = code * 16 + valueOf(token[++i]);
         text += static_cast<char>(code);
-        i += 4;
       } else {
         text += escape == std::string_view::npos ? token[i] : kShortEscapes[escape + 1];
       }
@@ -245,83 +247,10 @@ class LineCopy {
   std::string result_;
 };
 
-unsigned startOf(const char* text) {
-  return static_cast<unsigned char>(text[0]) * 256U + static_cast<unsigned char>(text[1]);
-}
-
-/// The longer texts of one start come first.
-auto orderOf(std::string_view text) { return std::tuple(startOf(text.data()), ~text.size(), text); }
-
 }  // namespace
 
-void Replacements::add(std::string from, std::string to) {
-  starts_.set(startOf(from.data()));
-  for (std::size_t i = 0; i < 3; ++i) parts_.set(startOf(from.data() + i));
-  const auto place = std::ranges::lower_bound(pairs_, orderOf(from), {},
-                                              [](const Pair& pair) { return orderOf(pair.from); });
-  if (place != pairs_.end() && place->from == from) {
-    place->to = std::move(to);
-  } else {
-    pairs_.insert(place, {std::move(from), std::move(to)});
-  }
-}
-
-const Replacements::Pair* Replacements::at(std::string_view text) const {
-  if (text.size() < 2 || !starts_[startOf(text.data())]) return nullptr;
-  const auto find = [&](auto begin, std::size_t size, std::string_view from) {
-    return std::ranges::lower_bound(begin, pairs_.end(),
-                                    std::tuple(startOf(text.data()), ~size, from), {},
-                                    [](const Pair& pair) { return orderOf(pair.from); });
-  };
-  auto pair = find(pairs_.begin(), text.size(), text);
-  while (pair != pairs_.end() && startOf(pair->from.data()) == startOf(text.data())) {
-    const std::size_t size = pair->from.size();
-    pair = find(pair, size, text.substr(0, size));
-    if (pair != pairs_.end() && text.starts_with(pair->from)) return &*pair;
-    pair = find(pair, size - 1, "");
-  }
-  return nullptr;
-}
-
-// Every third place is enough: what begins there or up to two places before is known by its first
-// four bytes.
-bool Replacements::matches(std::string_view text) const {
-  for (std::size_t i = 0; i + 1 < text.size(); i += 3) {
-    if (!parts_[startOf(text.data() + i)]) continue;
-    for (std::size_t back = 0; back <= std::min<std::size_t>(i, 2); ++back) {
-      if (at(text.substr(i - back)) != nullptr) return true;
-    }
-  }
-  return false;
-}
-
-bool Replacements::apply(std::span<char> text) const {
-  bool changed = false;
-  while (text.size() > 1) {
-    const Pair* const pair = at({text.data(), text.size()});
-    if (pair != nullptr) std::ranges::copy(pair->to, text.begin());
-    changed |= pair != nullptr;
-    text = text.subspan(pair == nullptr ? 1 : pair->from.size());
-  }
-  return changed;
-}
-
-bool Replacements::apply(std::span<std::uint32_t> words) const {
-  if (empty()) return false;
-  std::string bytes(words.size() * 4, '\0');
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<char>(words[i / 4] >> (i % 4 * 8));
-  }
-  if (!apply(std::span(bytes))) return false;
-  std::ranges::fill(words, 0);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    words[i / 4] |= std::uint32_t{static_cast<unsigned char>(bytes[i])} << (i % 4 * 8);
-  }
-  return true;
-}
-
-std::string Replacements::applyInPlace(std::string_view line) const {
-  return LineCopy(*this, nullptr, true).of(line);
+std::string applyInPlace(const Replacements& replacements, std::string_view line) {
+  return LineCopy(replacements, nullptr, true).of(line);
 }
 
 std::optional<Replacements> Redaction::learn(std::string_view value) {
@@ -344,22 +273,28 @@ std::optional<Replacements> Redaction::learn(std::string_view value) {
   return earlier;
 }
 
-void Redaction::apply(std::string& line) const {
-  if (known_.empty()) return;
-  // Nearly every line is plain and holds nothing.
-  const bool hasWords =
-      line.find('[') != std::string::npos || line.find("xtended") != std::string::npos;
-  const bool mayHoldShort = hasShort_ && PropertyCatalogue::isIdentity(line);
-  const bool hasEscapes = line.find('\\') != std::string::npos;
-  if (!hasWords && !hasEscapes && !mayHoldShort && !now_.matches(line)) return;
-  line = LineCopy(now_, hasShort_ ? &known_ : nullptr, false).of(line);
+bool Redaction::leaves(std::string_view members) const {
+  if (known_.empty()) return true;
+  constexpr auto kNowhere = std::string_view::npos;
+  const bool hasWords = members.find('[') != kNowhere || members.find("xtended") != kNowhere;
+  const bool hasEscapes = members.find('\\') != kNowhere;
+  const bool mayHoldShort = hasShort_ && PropertyCatalogue::isIdentity(members);
+  return !hasWords && !hasEscapes && !mayHoldShort && !now_.matches(members);
+}
+
+std::string Redaction::apply(std::string_view line) const {
+  if (leaves(line)) return std::string(line);
+  return LineCopy(now_, hasShort_ ? &known_ : nullptr, false).of(line);
 }
 
 /// A pseudonym that has never been one and holds no known value. A short value, of which there may
 /// be as many as texts of its classes, may have to do with one that is somebody else's value.
 std::string Redaction::fresh(const std::string& value, bool isShort) {
   constexpr std::uint64_t kTries = 256;
-  std::uint64_t& number = numbers_[sameClasses(value, 0)];
+  const std::string classes = sameClasses(value, 0);
+  auto count = std::ranges::find(counts_, classes, &Count::classes);
+  if (count == counts_.end()) count = counts_.insert(count, {classes});
+  std::uint64_t& number = count->number;
   std::string candidate = sameClasses(value, number++);
   for (std::uint64_t i = 0; i < kTries; ++i) {
     const bool isValue = isShort ? known_.contains(candidate) : now_.matches(candidate);
@@ -367,7 +302,7 @@ std::string Redaction::fresh(const std::string& value, bool isShort) {
     candidate = scrambled(value, number * kTries + i);
   }
   for (std::uint64_t i = 0; used_.contains(candidate); ++i) candidate = sameClasses(value, i);
-  used_.insert(candidate);
+  used_[candidate] = value;
   return candidate;
 }
 

@@ -131,8 +131,9 @@ int File::addSlot() {
   return 0;
 }
 
-bool File::takeSlot(std::string_view text) {
-  if (slot_ == nullptr || used_ != 0 || text.empty() || text.size() >= kSlotSize) return false;
+bool File::takeSlot(std::string_view line) {
+  const std::string_view text = line.substr(0, line.size() - 1);
+  if (slot_ == nullptr || used_ != 0 || text.size() >= kSlotSize) return false;
   used_ = text.size();
   std::memcpy(slot_ + 1, text.data() + 1, text.size() - 1);
   std::atomic_signal_fence(std::memory_order_seq_cst);
@@ -156,7 +157,7 @@ int File::replace(const journal::Replacements& replacements) const {
   for (const char *line = begin, *end = begin; error == 0 && line != begin + size; line = end + 1) {
     end = std::find(line, begin + size, '\n');
     const std::string_view old(line, end);
-    const std::string changed = replacements.applyInPlace(old);
+    const std::string changed = journal::applyInPlace(replacements, old);
     if (changed == old) continue;
     const ssize_t count = pwrite(descriptor_, changed.data(), changed.size(), line - begin);
     if (count < 0) error = errno;

@@ -31,8 +31,8 @@ class File {
 
   /// Adds the slot. Without shared mappings the file gets none.
   int addSlot();
-  /// Puts a text into the slot, if there is one, it is free, and the text fits.
-  bool takeSlot(std::string_view text);
+  /// Puts a line into the slot, if there is one, it is free, and the line fits.
+  bool takeSlot(std::string_view line);
   void freeSlot();
 
   /// Replaces in all lines.

@@ -16,7 +16,6 @@
 #include <optional>
 #include <utility>
 
-#include "catalogue/identities.h"
 #include "journal/process.h"
 #include "journal/redaction.h"
 #include "record/environment.h"
@@ -92,16 +91,20 @@ void contained(Work work) {
   if (error != 0) stop(error);
 }
 
-/// The line as it is written, in memory that is used again.
-std::string& redacted(const journal::Line& line) {
-  std::string& text = recording->text;
-  text.clear();
-  line.appendTo(text);
-  recording->redaction.apply(text);
+/// The line as it is written, until it or another one changes. Of one that grows, what has been
+/// found to hold no identity is not looked at again.
+std::string_view redacted(journal::Line& line, Clean& clean) {
+  const journal::Redaction& redaction = recording->redaction;
+  const std::string_view text = line.whole();
+  if (clean.known != redaction.size()) clean = {0, redaction.size()};
+  if (!redaction.leaves(text.substr(clean.size))) return recording->text = redaction.apply(text);
+  clean.size = line.size();
   return text;
 }
 
-int append(const journal::Line& line) { return recording->file.append(redacted(line) += '\n'); }
+int append(journal::Line& line, Clean clean = {}) {
+  return recording->file.append(redacted(line, clean));
+}
 
 /// What cannot be replaced where it was written before must not stay there.
 int learn(std::string_view value) {
@@ -188,10 +191,10 @@ Call::Call(const journal::Capture& capture) : capture_(capture) {
   number_ = ++recording->entered;
   at_ = microseconds() - recording->start;
   contained([&] {
-    capture_.begin(line_.emplace(), number_, at_);
-    std::string& line = redacted(*line_);
+    clean_ = {capture_.begin(line_.emplace(), number_, at_), recording->redaction.size()};
+    const std::string_view line = redacted(*line_, clean_);
     hasSlot_ = recording->file.takeSlot(line);
-    return hasSlot_ ? 0 : recording->file.append(line += '\n');
+    return hasSlot_ ? 0 : recording->file.append(line);
   });
 }
 
@@ -200,7 +203,7 @@ Call::~Call() {
   contained([&] {
     if (!hasSlot_) return 0;
     recording->file.freeSlot();
-    return append(*line_);
+    return append(*line_, clean_);
   });
 }
 
@@ -211,11 +214,10 @@ void Call::returned(int code) {
   contained([&] {
     capture_.end(*line_, code, took);
     int error = 0;
-    if (recording->redacts && capture_.entry() == journal::Entry::getData && code == 0 &&
-        PropertyCatalogue::isIdentity(capture_.text("property"))) {
+    if (recording->redacts && code == 0 && capture_.readsIdentity()) {
       error = learn(capture_.text("value"));
     }
-    if (error == 0) error = append(*line_);
+    if (error == 0) error = append(*line_, clean_);
     if (hasSlot_) recording->file.freeSlot();
     return error;
   });

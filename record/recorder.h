@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,6 +14,12 @@ namespace record {
 
 /// Whether a call from this address is recorded. Those of the library to itself are not.
 bool isRecorded(const void* caller);
+
+/// How much of a line is known to hold no identity, and how many identities were known then.
+struct Clean {
+  std::size_t size = 0;
+  std::size_t known = 0;
+};
 
 /// One call of the library. Its inputs are in the file before the library is called.
 class Call {
@@ -34,6 +41,7 @@ class Call {
   std::int64_t number_ = 0;
   std::int64_t at_ = 0;
   bool hasSlot_ = false;
+  Clean clean_;
 };
 
 /// Records that the library is about to call a callback.

@@ -15,7 +15,7 @@ void copyText(const Result& result, const Argument& argument) {
   char* const buffer = argument.output<char>();
   char* const end = std::ranges::copy(result.text, buffer).out;
   if (result.unterminated) {
-    std::fill(end, buffer + argument.size, '#');
+    std::fill(end, buffer + argument.number, '#');
   } else {
     *end = '\0';
   }

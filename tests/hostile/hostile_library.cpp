@@ -33,6 +33,7 @@
 ///     words=N            how many words the postbox functions return
 ///     callbacks=N        threads that call the registered callback, from `when` on, until stopped
 ///     when=TIME          run (from the registration), stop (only during the stop)
+///     inner=1            a set reads the property first, with the library's own function
 ///     handler=1          a handler for SIGUSR1 that interrupts system calls
 ///     journal=FILE       each call's name goes there, a line each
 ///     kill=N             the N-th call kills the process
@@ -244,8 +245,10 @@ int DeviceGetData(int /*deviceId*/, const char* name, int /*reserved0*/, int /*r
   fill(buffer, size);
   return answer("DeviceGetData");
 }
-int DeviceSetData(int /*deviceId*/, const char* name, const void* /*value*/, int /*size*/,
+int DeviceSetData(int deviceId, const char* name, const void* /*value*/, int /*size*/,
                   int /*reserved*/) {
+  char before[kPropertyValueSize];
+  if (number("inner") != 0) DeviceGetData(deviceId, name, 0, 0, before, sizeof before, 0, 0);
   keepAsked(name);
   return answer("DeviceSetData");
 }

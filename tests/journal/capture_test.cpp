@@ -11,6 +11,7 @@
 #include "devmgr/manager.h"
 #include "devmgr/postbox.h"
 #include "devmgr/properties.h"
+#include "journal/line.h"
 #include "journal/process.h"
 #include "journal/reader.h"
 
@@ -23,6 +24,7 @@ namespace {
 
 using journal::Capture;
 using journal::Entry;
+using journal::Line;
 
 constexpr const char* kHeader = "{\"journal\":2,\"clock\":\"monotonic\"}\n";
 
@@ -274,6 +276,26 @@ TEST(Process, IsToldByItsArgumentsAndBuildIds) {
   EXPECT_EQ(journal::buildIdOf(&here), program);
   EXPECT_NE(journal::buildIdOf(reinterpret_cast<const void*>(&std::fopen)), "");
   EXPECT_EQ(journal::buildIdOf(&arguments), "") << "nothing is loaded on the stack";
+}
+
+TEST(Line, GrowsWithWhatIsAdded) {
+  for (std::size_t size = 470; size < 530; ++size) {
+    SCOPED_TRACE(size);
+    const std::string plain(size, 'x');
+    std::string escaped;
+    for (std::size_t i = 0; i < size; ++i) escaped += "\\u0001";
+    EXPECT_EQ(Line().add("a", plain).open("b").add("c", 1).close().text(),
+              R"({"a":")" + plain + R"(","b":{"c":1}})");
+    EXPECT_EQ(Line().add("a", std::string(size, '\x01')).text(), R"({"a":")" + escaped + R"("})");
+    EXPECT_EQ(Line().addRaw("a", '"' + plain + '"').text(), R"({"a":")" + plain + R"("})");
+    const std::vector<std::string> two{plain, plain};
+    Line line;
+    line.add(plain, std::span(two));
+    const std::string text = '{' + ('"' + plain + R"(":[")") + plain + R"(",")" + plain + R"("]})";
+    EXPECT_EQ(line.text(), text);
+    EXPECT_EQ(line.whole(), text + '\n');
+    EXPECT_EQ(line.size(), text.size() - 1);
+  }
 }
 
 }  // namespace

@@ -83,9 +83,20 @@ TEST(Identities, AreChosenByName) {
                         "korswitch.inventory.korswitchGUID",
                         "korswitch.inventory.serialNumber",
                     }));
-  EXPECT_TRUE(PropertyCatalogue::isIdentity("x.UUID"));
   EXPECT_FALSE(PropertyCatalogue::isIdentity("gpu.pcie.deviceId"));
   EXPECT_FALSE(PropertyCatalogue::isIdentity(""));
+}
+
+TEST(Identities, AreFoundAtEachPlaceOfAName) {
+  for (const std::string word : {"serial", "guid", "uuid", "partNumber", "AssetTag", "boardId",
+                                 "BUILDID", "buildDate", "manufacturingDate"}) {
+    for (const std::string before : {"", "x", "se", "x.s", "a.gu"}) {
+      SCOPED_TRACE(before + word);
+      EXPECT_TRUE(PropertyCatalogue::isIdentity(before + word));
+      EXPECT_TRUE(PropertyCatalogue::isIdentity(before + word + "x"));
+      EXPECT_FALSE(PropertyCatalogue::isIdentity(before + word.substr(0, word.size() - 1)));
+    }
+  }
 }
 
 TEST(Redaction, KeepsLengthsAndClasses) {
@@ -247,7 +258,7 @@ std::vector<std::string> recorded(const std::vector<std::string>& values) {
     if (const auto earlier = redaction.learn(value)) {
       for (std::string& line : lines) {
         const std::size_t size = line.size();
-        line = earlier->applyInPlace(line);
+        line = applyInPlace(*earlier, line);
         EXPECT_EQ(line.size(), size) << value;
       }
     }
@@ -277,9 +288,9 @@ TEST(Replacements, KeepTheLengthOfALine) {
   replacements.add("abcd", "\n\n\n\n");
   replacements.add({"ddd\0", 4}, {"\x01\x01\x01\0", 4});
   replacements.add({"\x01\0\0\0", 4}, {"\0\x7f\0\0", 4});
-  EXPECT_EQ(replacements.applyInPlace(R"({"value":"xabcd","size":1})"),
+  EXPECT_EQ(applyInPlace(replacements, R"({"value":"xabcd","size":1})"),
             R"({"value":""     ,"size":1})");
-  EXPECT_EQ(replacements.applyInPlace(R"({"input":[1,6579300]})"), R"({"input":[0,65793  ]})");
+  EXPECT_EQ(applyInPlace(replacements, R"({"input":[1,6579300]})"), R"({"input":[0,65793  ]})");
 }
 
 TEST(Redaction, HoldsALimitedNumberOfValues) {

@@ -228,6 +228,15 @@ def test_it_exports_the_functions_of_the_interface_and_nothing_else():
     }
 
 
+def test_what_the_library_calls_itself_is_not_recorded(recorded):
+    recorded.orders += ";inner=1"
+    without, with_recorder = recorded.both(*RUNS["set"][0])
+    assert with_recorder == without
+    assert without[1].count("DeviceGetData") == without[1].count("DeviceSetData") == 1
+    calls = [call["call"] for call in recorded.recording.calls]
+    assert "DeviceSetData" in calls and "DeviceGetData" not in calls
+
+
 def test_there_is_one_logger(probe):
     assert probe.both("logger") == [(("one logger\n", "", 0), [])] * 2
 

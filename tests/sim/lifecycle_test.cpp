@@ -1,5 +1,6 @@
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -13,7 +14,7 @@ namespace {
 
 class Lifecycle : public BoardTest {
  protected:
-  static std::ptrdiff_t entries(const char* directory) {
+  static std::ptrdiff_t entries(const std::filesystem::path& directory) {
     return std::distance(std::filesystem::directory_iterator(directory),
                          std::filesystem::directory_iterator());
   }
@@ -25,16 +26,20 @@ class Lifecycle : public BoardTest {
 TEST_F(Lifecycle, ThreadsEndWithStop) {
   if (isEmulated()) GTEST_SKIP() << "the emulator's own threads are counted as well";
   // With the first thread of the program a sanitizer starts one of its own.
-  std::thread([] {}).join();
-  const auto before = entries("/proc/self/task");
-  start();
-  EXPECT_EQ(entries("/proc/self/task"), before + 1);
-  EXPECT_EQ(GPUManagerStop(), 0);
+  pid_t first = 0;
+  std::thread([&] { first = gettid(); }).join();
+  const std::filesystem::path tasks = "/proc/self/task";
   // A joined thread may stay visible for a moment.
-  for (int i = 0; i < 100 && entries("/proc/self/task") != before; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  EXPECT_EQ(entries("/proc/self/task"), before);
+  const auto waitWhile = [](auto holds) {
+    while (holds()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  };
+  waitWhile([&] { return exists(tasks / std::to_string(first)); });
+  const auto before = entries(tasks);
+  start();
+  EXPECT_EQ(entries(tasks), before + 1);
+  EXPECT_EQ(GPUManagerStop(), 0);
+  waitWhile([&] { return entries(tasks) > before; });
+  EXPECT_EQ(entries(tasks), before);
 }
 
 TEST_F(Lifecycle, AThousandRunsLeaveNothingBehind) {

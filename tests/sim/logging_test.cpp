@@ -168,8 +168,8 @@ TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
                   GPUSetLogger(path("log").c_str());
                   GPUSetLogLevel(hangs ? 2 : 4);
                   GPUManagerInit("", profile.c_str(), "");
-                  GPUManagerRun(0, 0);
                   logger.output << "tool\n";
+                  GPUManagerRun(0, 0);
                   std::thread([] { pass(0, kPower); }).detach();
                   for (int i = 0; i < 6000 && lines("log").empty(); ++i) {
                     std::this_thread::sleep_for(std::chrono::milliseconds(10));
