@@ -15,6 +15,13 @@ TEST(Suggestion, IsTheWordWithTheFewestChanges) {
   EXPECT_EQ(suggestion("yyxc", words), "") << "three changes are too many";
 }
 
+TEST(Suggestion, IsNotSoughtForLongTexts) {
+  const std::string longest(200, 'a');
+  const std::string_view words[] = {longest};
+  EXPECT_EQ(suggestion(longest.substr(1) + 'b', words), "; did you mean '" + longest + "'?");
+  EXPECT_EQ(suggestion(longest + 'b', words), "");
+}
+
 TEST(Manifest, RejectionsNameThePlaceAndTheReason) {
   EXPECT_EQ(manifestRejection("[]"), "m.json:1:1: expected an object, found an array");
   EXPECT_EQ(manifestRejection(R"({"devices": {}})"), "m.json:1:1: the key 'board' is missing");

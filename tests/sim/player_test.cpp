@@ -335,6 +335,18 @@ class PlayerDeathTest : public Player {
   void SetUp() override { chooseDeathTestStyle(); }
 };
 
+TEST_F(PlayerDeathTest, TheRecordingIsNotTheLog) {
+  write("j", kHeader + kStart);
+  EXPECT_EXIT(
+      {
+        GPUSetLogger(path("j").c_str());
+        std::exit(initialise() == sim::kFileRefused ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_NE(contents(path("j")).find("j' is the log; the recording needs a file of its own\n"),
+            std::string::npos);
+}
+
 TEST_F(PlayerDeathTest, ACallThatNeverReturnedHangsUntilTheStop) {
   EXPECT_EXIT(
       {
