@@ -130,6 +130,24 @@ def alive(pattern):
 
 
 __all__ = [
-    "EMULATOR", "EXAMPLES", "HANG", "MANIFEST", "PLAIN", "ROOT", "SIMULATED", "SKIP_WAIT", "Stub",
-    "UNKILLABLE", "alive", "command", "environment", "parsed", "run", "samples", "up", "value",
-]  # fmt: skip
+    "EMULATOR",
+    "EXAMPLES",
+    "EXPORT",
+    "HANG",
+    "MANIFEST",
+    "PLAIN",
+    "ROOT",
+    "SIMULATED",
+    "SIM_LIBRARY",
+    "SKIP_WAIT",
+    "Stub",
+    "UNKILLABLE",
+    "alive",
+    "command",
+    "environment",
+    "parsed",
+    "run",
+    "samples",
+    "up",
+    "value",
+]

@@ -85,7 +85,11 @@ def test_the_simulated_board(install, tmp_path):
         "share/zsh/site-functions/_boardctl-journal",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
-        *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
+        *(
+            str(path.relative_to(ROOT))
+            for kind in ("json", "yml", "html")
+            for path in (ROOT / "examples").rglob(f"*.{kind}")
+        ),
         *(str(path.relative_to(ROOT)) for path in (ROOT / "schemas").rglob("*.json")),
     }
     for folder in "bash-completion", "rlwrap":
@@ -94,7 +98,12 @@ def test_the_simulated_board(install, tmp_path):
 
 def test_the_documents(install):
     prefix = "share/doc/boardctl/"
-    pages = [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), *ROOT.glob("docs/*.svg")]
+    pages = [
+        *ROOT.glob("*.md"),
+        *ROOT.glob("docs/*.md"),
+        *ROOT.glob("docs/*.svg"),
+        *ROOT.glob("docs/*.png"),
+    ]
     assert install("docs") == {prefix + str(page.relative_to(ROOT)) for page in pages}
 
 
