@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,6 +40,21 @@ void writeEverywhere() {
   if (written == 0) std::abort();
 }
 
+/// All memory that this process shares with another one.
+void damageSharedMemory() {
+  std::ifstream maps("/proc/self/maps");
+  bool done = false;
+  for (std::string line; std::getline(maps, line);) {
+    char* end = nullptr;
+    const std::uintptr_t first = std::strtoull(line.c_str(), &end, 16);
+    const std::uintptr_t last = std::strtoull(end + 1, &end, 16);
+    if (std::strncmp(end, " rw-s", 5) != 0) continue;
+    std::memset(reinterpret_cast<void*>(first), 0xff, last - first);
+    done = true;
+  }
+  if (!done) std::abort();
+}
+
 constexpr struct {
   const char* name;
   void (*act)();
@@ -48,6 +64,7 @@ constexpr struct {
     {"exit", [] { std::exit(0); }},
     {"throw", [] { throw 1; }},
     {"write", writeEverywhere},
+    {"damage", damageSharedMemory},
     {"print", [] { std::puts("printed by the library"); }},
     {"start a process and hang",
      [] {

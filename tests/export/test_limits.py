@@ -109,3 +109,13 @@ def test_processes_of_the_library_are_killed_with_it(stub):
 def test_what_the_library_writes_into_open_files_is_no_answer(stub, place):
     done = stub("--devices", "gpu:8", fault=f"{place} write")
     assert (done.returncode, len(up(samples(done.stdout)))) == (0, 9)
+
+
+def test_what_the_library_writes_into_shared_memory_is_no_answer(stub):
+    done = stub(fault="read damage")
+    assert (done.returncode, "the library crashed: " in done.stderr) == (0, True)
+    found = samples(done.stdout)
+    # Answers that had not been taken yet are lost as well.
+    assert up(found) < set(range(8))
+    assert {number for key, number in found.items() if key[0] == "boardctl_property"} <= {1, 2.5}
+    assert not alive(stub.folder)

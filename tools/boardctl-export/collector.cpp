@@ -28,6 +28,10 @@ std::string secondsText(std::chrono::nanoseconds time) {
 
 }  // namespace
 
+Clock::duration nextWait(Clock::duration before, Clock::duration interval) {
+  return std::clamp(before * 2, interval, std::max(interval, kLongestWait));
+}
+
 bool DeviceReport::up() const {
   return !lost && std::ranges::any_of(
                       readings, [](const Reading& reading) { return reading.failure.empty(); });
@@ -203,8 +207,7 @@ void Collector::lose(std::size_t device, Round& round, const std::string& failur
 
 void Collector::leaveOut(std::size_t device) {
   Backoff& backoff = backoffs_[device];
-  const Clock::duration first = settings_.every.value_or(std::chrono::seconds(1));
-  backoff.wait = std::clamp(backoff.wait * 2, first, std::max(first, kLongestWait));
+  backoff.wait = nextWait(backoff.wait, settings_.every.value_or(std::chrono::seconds(1)));
   backoff.end = Clock::now() + backoff.wait;
 }
 

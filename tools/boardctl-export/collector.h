@@ -39,6 +39,10 @@ struct Round {
   std::vector<DeviceReport> devices;
 };
 
+/// How long a device is left out that is lost again after having been left out for `before`: from
+/// an interval of rounds, doubled each time, to an hour or the interval.
+Clock::duration nextWait(Clock::duration before, Clock::duration interval);
+
 /// Reads the devices round after round, in a process that is kept between rounds.
 class Collector {
  public:

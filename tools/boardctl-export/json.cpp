@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kVersion = 1;
 
-std::string quoted(std::string_view text) {
+std::string jsonString(std::string_view text) {
   std::string result = "\"";
   for (const char c : text) {
     if (static_cast<unsigned char>(c) < ' ') {
@@ -28,7 +28,7 @@ std::string quoted(std::string_view text) {
 class Object {
  public:
   Object& add(std::string_view name, std::string_view json) {
-    text_.append(text_.empty() ? "" : ",").append(quoted(name)).append(":").append(json);
+    text_.append(text_.empty() ? "" : ",").append(jsonString(name)).append(":").append(json);
     return *this;
   }
   [[nodiscard]] std::string text() const { return '{' + text_ + '}'; }
@@ -42,20 +42,21 @@ std::string truth(bool value) { return value ? "true" : "false"; }
 void addFailure(Object& object, const std::string& failure) {
   if (failure.empty()) return;
   const bool code = isNumber(failure);
-  object.add(code ? "code" : "failure", code ? failure : quoted(failure));
+  object.add(code ? "code" : "failure", code ? failure : jsonString(failure));
 }
 
-std::string property(const Reading& reading, const Names& names) {
+std::string propertyMember(const Reading& reading, const Names& names) {
   Object object;
   addFailure(object, reading.failure);
   if (!reading.failure.empty()) return object.text();
-  object.add("text", quoted(reading.text));
+  object.add("text", jsonString(reading.text));
   if (!isNumber(reading.text)) return object.text();
   object.add("number", movePoint(reading.text, 0));
   if (const Names::Rule* const rule = names.find(*reading.property)) {
     const Metric& metric = names.metrics()[rule->metric];
-    object.add("metric", quoted(metric.name)).add("value", movePoint(reading.text, rule->places));
-    if (!metric.unit.empty()) object.add("unit", quoted(metric.unit));
+    object.add("metric", jsonString(metric.name))
+        .add("value", movePoint(reading.text, rule->places));
+    if (!metric.unit.empty()) object.add("unit", jsonString(metric.unit));
   }
   return object.text();
 }
@@ -63,10 +64,10 @@ std::string property(const Reading& reading, const Names& names) {
 std::string device(const DeviceReport& report, const Names& names) {
   Object properties;
   for (const Reading& reading : report.readings) {
-    properties.add(*reading.property, property(reading, names));
+    properties.add(*reading.property, propertyMember(reading, names));
   }
   Object object;
-  object.add("kind", quoted(report.id->kind->word));
+  object.add("kind", jsonString(report.id->kind->word));
   object.add("device", std::to_string(report.id->number));
   object.add("up", truth(report.up())).add("skipped", truth(report.skipped));
   addFailure(object, report.listing);
@@ -77,14 +78,14 @@ std::string device(const DeviceReport& report, const Names& names) {
 
 std::string formatJson(const Round& round, const Settings& settings) {
   Object labels;
-  for (const Label& label : settings.labels) labels.add(label.name, quoted(label.value));
+  for (const Label& label : settings.labels) labels.add(label.name, jsonString(label.value));
   std::string devices;
   for (const DeviceReport& report : round.devices) {
     devices += (devices.empty() ? "" : ",") + device(report, settings.names);
   }
   Object object;
   object.add("version", std::to_string(kVersion)).add("up", truth(round.up));
-  if (!round.reason.empty()) object.add("reason", quoted(round.reason));
+  if (!round.reason.empty()) object.add("reason", jsonString(round.reason));
   object.add("collected", decimal(round.time)).add("seconds", decimal(round.seconds));
   object.add("labels", labels.text()).add("devices", "[" + devices + "]");
   return object.text() + '\n';

@@ -13,7 +13,7 @@ struct Family {
   const char* type;
 };
 
-enum Own { property, deviceUp, failures, skipped, notNumeric, up, seconds, timestamp };
+enum Own { kProperty, kDeviceUp, kFailures, kSkipped, kNotNumeric, kUp, kSeconds, kTimestamp };
 
 constexpr Family kOwn[] = {
     {"boardctl_property", "The value of a property.", "untyped"},
@@ -71,15 +71,15 @@ class Exposition {
         ++notNumeric_;
       }
     }
-    add(deviceUp, device.up() ? "1" : "0", labels);
-    add(skipped, device.skipped ? "1" : "0", labels);
+    add(kDeviceUp, device.up() ? "1" : "0", labels);
+    add(kSkipped, device.skipped ? "1" : "0", labels);
     for (const auto& [code, count] : codes) {
-      add(failures, std::to_string(count), labels + pair("code", code));
+      add(kFailures, std::to_string(count), labels + pair("code", code));
     }
   }
 
   [[nodiscard]] std::string text() {
-    add(notNumeric, std::to_string(notNumeric_));
+    add(kNotNumeric, std::to_string(notNumeric_));
     std::string text;
     for (std::size_t i = 0; i < std::size(kOwn); ++i) {
       append(text, kOwn[i].name, kOwn[i].help, kOwn[i].type, own_[i]);
@@ -93,7 +93,7 @@ class Exposition {
 
  private:
   void addValue(const Reading& reading, std::string_view labels) {
-    sample(own_[property], kOwn[property].name, labels, reading.text, *reading.property);
+    sample(own_[kProperty], kOwn[kProperty].name, labels, reading.text, *reading.property);
     const Names::Rule* const rule = settings_.names.find(*reading.property);
     if (rule == nullptr) return;
     sample(named_[rule->metric], settings_.names.metrics()[rule->metric].name, labels,
@@ -143,9 +143,9 @@ bool isOwnMetric(std::string_view name) {
 std::string formatPrometheus(const Round& round, const Settings& settings) {
   Exposition exposition(settings);
   for (const DeviceReport& device : round.devices) exposition.addDevice(device);
-  exposition.add(up, round.up ? "1" : "0");
-  exposition.add(seconds, decimal(round.seconds));
-  exposition.add(timestamp, decimal(round.time));
+  exposition.add(kUp, round.up ? "1" : "0");
+  exposition.add(kSeconds, decimal(round.seconds));
+  exposition.add(kTimestamp, decimal(round.time));
   return exposition.text();
 }
 

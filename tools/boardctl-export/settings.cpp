@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -67,12 +68,12 @@ void addDevices(std::string_view item, std::vector<DeviceId>& devices) {
   }
 }
 
-std::chrono::milliseconds seconds(std::string_view option, const char* word) {
+std::chrono::milliseconds parseSeconds(std::string_view option, const char* word) {
   constexpr double kLongest = 86'400;
   const double value = isNumber(word) ? std::strtod(word, nullptr) : 0;
   if (value < 0.001 || value > kLongest)
     reject(option, "not 0.001 to 86400 seconds: " + quoted(word));
-  return std::chrono::milliseconds(static_cast<long>(value * 1000 + 0.5));
+  return std::chrono::milliseconds(std::lround(value * 1000));
 }
 
 /// The place of the word among those of the option's hint.
@@ -125,9 +126,9 @@ void apply(const OptionRow& row, const char* word, Settings& settings) {
   if (is("mode")) settings.mode = choice(row, word);
   if (is("format")) settings.format = static_cast<Format>(choice(row, word));
   if (is("output")) settings.output = word;
-  if (is("every")) settings.every = seconds(name, word);
-  if (is("read-timeout")) settings.readTimeout = seconds(name, word);
-  if (is("timeout")) settings.timeout = seconds(name, word);
+  if (is("every")) settings.every = parseSeconds(name, word);
+  if (is("read-timeout")) settings.readTimeout = parseSeconds(name, word);
+  if (is("timeout")) settings.timeout = parseSeconds(name, word);
   if (is("label")) settings.labels.push_back(label(name, word, settings.labels));
   if (is("names")) settings.names = Names::fromFile(word);
   if (is("library")) settings.library = word;
