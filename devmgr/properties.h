@@ -61,3 +61,8 @@ DEVMGR_API int SnapShotRefreshStatus(bool* running);
 /// tool. Both vectors are empty before the call; on failure their contents mean nothing.
 DEVMGR_API int DeviceGetSupportedProperties(int deviceType, std::vector<std::string>& names,
                                             std::vector<std::string>& details);
+
+/// The symbol of the vector form.
+inline constexpr const char* kVectorForm =
+    "_Z28DeviceGetSupportedPropertiesiRSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcE"
+    "EESaIS5_EES8_";

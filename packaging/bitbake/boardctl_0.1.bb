@@ -17,7 +17,10 @@ SRC_URI = "file://boardctl-${PV}.tar.gz"
 DEVMGR_LIBRARY ?= ""
 SIMULATED = "${@'' if d.getVar('DEVMGR_LIBRARY') else '1'}"
 
-inherit cmake ptest
+inherit cmake ptest systemd
+
+SYSTEMD_SERVICE:${PN} = "boardctl-export.service boardctl-export-once.service boardctl-export-once.timer"
+SYSTEMD_AUTO_ENABLE:${PN} = "disable"
 
 PTEST_ENABLED = "${@bb.utils.contains('DISTRO_FEATURES', 'ptest', d.getVar('SIMULATED'), '', d)}"
 
@@ -26,6 +29,7 @@ DEPENDS += "${@bb.utils.contains('PTEST_ENABLED', '1', 'googletest', '', d)}"
 
 # A program that runs on the build machine generates the manual page and the completion files.
 EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=MinSizeRel -DBOARDCTL_BUILD_CXX='${BUILD_CXX}'"
+EXTRA_OECMAKE += "-DBOARDCTL_SYSTEMD_UNITS:PATH=${systemd_system_unitdir}"
 EXTRA_OECMAKE += "-DBOARDCTL_DEVMGR_LIBRARY:PATH=${DEVMGR_LIBRARY}"
 EXTRA_OECMAKE += "${@bb.utils.contains('PTEST_ENABLED', '1', '${PTEST_OPTIONS}', '-DBOARDCTL_TESTS=OFF', d)}"
 PTEST_OPTIONS = "-DBOARDCTL_TESTS=ON -DBOARDCTL_GOOGLETEST:PATH= -DBOARDCTL_TEST_ROOT:PATH=${PTEST_PATH}"
@@ -42,7 +46,7 @@ FILES:${PN}-sim = "${bindir}/boardctl-sim ${bindir}/boardctl-journal ${libdir}/b
 FILES:${PN}-check = "${bindir}/devmgr-check"
 FILES:${PN}-bash-completion = "${datadir}/bash-completion"
 FILES:${PN}-zsh-completion = "${datadir}/zsh"
-FILES:${PN} += "${datadir}/rlwrap ${libdir}/boardctl/libboardctl-record.so"
+FILES:${PN} += "${datadir}/rlwrap ${systemd_system_unitdir} ${libdir}/boardctl/libboardctl-record.so"
 
 # Only ${PN}-sim uses the simulated board's library, and the recorder and the library of the tests are
 # only preloaded. No package may satisfy another package's dependency on a library of such a name, so

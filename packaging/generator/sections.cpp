@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/registry.h"
+#include "packaging/generator/export.h"
 #include "packaging/generator/words.h"
 
 namespace generator {
@@ -26,8 +27,8 @@ std::string replaceAll(std::string text, const std::string& from, const std::str
   return text;
 }
 
-/// A help text for mdoc(7): sentences and what a break in the text separates begin on new lines,
-/// lists in brackets are filled.
+}  // namespace
+
 std::string manualText(const std::string& help) {
   std::string text;
   std::size_t column = 0;
@@ -54,6 +55,8 @@ std::string manualText(const std::string& help) {
   }
   return text;
 }
+
+namespace {
 
 /// List items with the labels and help texts of the usage, in its order.
 std::string manualList(bool options) {
@@ -155,6 +158,9 @@ std::map<std::string, std::string> makeSections() {
       {"PROPERTY_KINDS", propertyKinds()},
       {"DESCRIPTIONS", descriptions()},
       {"SESSION_WORDS", join(sessionWords(), "\n")},
+      {"EXPORT_MANUAL", exportManual()},
+      {"EXPORT_OPTIONS", exportOptions()},
+      {"EXPORT_BRANCHES", exportBranches()},
   };
 }
 

@@ -31,6 +31,7 @@ INCLUDES = {
     "record": {"record", "journal", "devmgr", "catalogue"},
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
     "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
+    "tools/boardctl-export": {"tools/boardctl-export", "journal", "devmgr"},
     "tools/boardctl-journal": {
         "tools/boardctl-journal",
         "journal",

@@ -210,3 +210,26 @@ def test_devmgr_check_takes_what_is_completed():
     check = BUILD / "tools/devmgr-check/devmgr-check"
     usage = run(str(check), "--help")
     assert usage.startswith("usage: devmgr-check LIBRARY [--live MANIFEST [PROFILE] [PROPERTIES]]")
+
+
+@pytest.fixture(scope="module", params=["bash", "zsh"])
+def export_shell(request, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("operator")
+    (folder / "oob_manifest.json").touch()
+    started = getattr(shells, request.param)(folder, GENERATED / f"boardctl-export.{request.param}")
+    yield started
+    started.close()
+
+
+def test_boardctl_export(export_shell):
+    usage = run(str(BUILD / "tools/boardctl-export/boardctl-export"), "--help")
+    options = set(re.findall(r"^  (?:-\w,|   ) (--\S+)", usage, re.M))
+    letters = set(re.findall(r"^  (-\w),", usage, re.M))
+    assert export_shell.candidates("boardctl-export --") == options
+    assert export_shell.candidates("boardctl-export -m x ") == options | letters
+    assert export_shell.candidates("boardctl-export --mode ") == {"0", "1"}
+    assert export_shell.candidates("boardctl-export --format ") == {"prometheus", "json"}
+    assert export_shell.candidates("boardctl-export --every ") == set()
+    for option in "-m", "--manifest", "--names", "--output":
+        line = f"boardctl-export {option} "
+        assert export_shell.complete(f"{line}oob").rstrip() == f"{line}oob_manifest.json"

@@ -37,17 +37,24 @@ def test_the_tool(install):
     assert pathlib.Path(recorder).parts[-2:] == ("boardctl", "libboardctl-record.so")
     assert files - {recorder} == {
         "bin/boardctl",
+        "bin/boardctl-export",
         "bin/boardctl-record",
         "bin/boardctl-report",
         "bin/boardctl-shell",
+        "lib/systemd/system/boardctl-export-once.service",
+        "lib/systemd/system/boardctl-export-once.timer",
+        "lib/systemd/system/boardctl-export.service",
         "share/bash-completion/completions/boardctl",
+        "share/bash-completion/completions/boardctl-export",
         "share/bash-completion/completions/boardctl-record",
         "share/man/man1/boardctl.1",
+        "share/man/man1/boardctl-export.1",
         "share/man/man1/boardctl-record.1",
         "share/man/man1/boardctl-report.1",
         "share/man/man1/boardctl-shell.1",
         "share/rlwrap/completions/boardctl",
         "share/zsh/site-functions/_boardctl",
+        "share/zsh/site-functions/_boardctl-export",
         "share/zsh/site-functions/_boardctl-record",
     }
 
@@ -78,7 +85,11 @@ def test_the_simulated_board(install, tmp_path):
         "share/zsh/site-functions/_boardctl-journal",
     }
     assert {name.removeprefix(documents) for name in files if name.startswith(documents)} == {
-        *(str(path.relative_to(ROOT)) for path in (ROOT / "examples").rglob("*.json")),
+        *(
+            str(path.relative_to(ROOT))
+            for kind in ("json", "yml", "html")
+            for path in (ROOT / "examples").rglob(f"*.{kind}")
+        ),
         *(str(path.relative_to(ROOT)) for path in (ROOT / "schemas").rglob("*.json")),
     }
     for folder in "bash-completion", "rlwrap":
@@ -87,7 +98,12 @@ def test_the_simulated_board(install, tmp_path):
 
 def test_the_documents(install):
     prefix = "share/doc/boardctl/"
-    pages = [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), *ROOT.glob("docs/*.svg")]
+    pages = [
+        *ROOT.glob("*.md"),
+        *ROOT.glob("docs/*.md"),
+        *ROOT.glob("docs/*.svg"),
+        *ROOT.glob("docs/*.png"),
+    ]
     assert install("docs") == {prefix + str(page.relative_to(ROOT)) for page in pages}
 
 

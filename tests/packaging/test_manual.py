@@ -6,11 +6,12 @@ import re
 import subprocess
 
 import pytest
-from conftest import BOARD, BOARDCTL, GENERATED, ROOT, run
+from conftest import BOARD, BOARDCTL, BUILD, GENERATED, ROOT, run
 from limits import HANG
 
 PAGES = {
     "boardctl(1)": GENERATED / "boardctl.1",
+    "boardctl-export(1)": GENERATED / "boardctl-export.1",
     "boardctl-journal(1)": ROOT / "docs/man/boardctl-journal.1",
     "boardctl-record(1)": ROOT / "docs/man/boardctl-record.1",
     "boardctl-report(1)": ROOT / "docs/man/boardctl-report.1",
@@ -18,7 +19,7 @@ PAGES = {
     "boardctl-sim(7)": ROOT / "docs/man/boardctl-sim.7",
     "devmgr-check(1)": ROOT / "docs/man/devmgr-check.1",
 }
-OTHERS = {"exit(3)", "rlwrap(1)", "stty(1)"}
+OTHERS = {"exit(3)", "rlwrap(1)", "stty(1)", "systemd(1)"}
 
 
 def rendered(page):
@@ -56,6 +57,13 @@ def test_the_words_of_a_session_are_those_of_the_shell():
     part = page[page.index("   The shell") : page.index("\nFILES\n")]
     for word in ("snapshot refresh_status", "help", "quit, exit"):
         assert re.search(rf"^ {{5}}{word}(?:  |$)", part, re.M), word
+
+
+def test_the_options_of_boardctl_export_are_those_of_its_help():
+    page = rendered("boardctl-export(1)")
+    items = re.findall(r"^ {5}(?:-\w, )?--(\S.*?)(?:  .*)?$", page, re.M)
+    shown = run(str(BUILD / "tools/boardctl-export/boardctl-export"), "--help")
+    assert items == [line.strip() for line in re.findall(r"^  (?:-\w,|   ) --(.*)$", shown, re.M)]
 
 
 STRING = r'"((?:[^"\\]|\\.)*)"'

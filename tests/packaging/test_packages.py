@@ -124,6 +124,7 @@ def test_contents(packages):
     tool = contents(packages["boardctl"])
     for name in (
         "bin/boardctl",
+        "bin/boardctl-export",
         "bin/boardctl-record",
         "bin/boardctl-report",
         "bin/boardctl-shell",

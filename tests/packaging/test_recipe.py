@@ -9,7 +9,13 @@ import types
 import pytest
 from conftest import BUILD, ROOT, run
 
-FOLDERS = {"bindir": "bin", "libdir": "lib", "datadir": "share", "docdir": "share/doc"}
+FOLDERS = {
+    "bindir": "bin",
+    "libdir": "lib",
+    "datadir": "share",
+    "docdir": "share/doc",
+    "systemd_system_unitdir": "lib/systemd/system",
+}
 DEFAULTS = {
     **FOLDERS,
     "PN": "boardctl",
@@ -102,7 +108,7 @@ def names(paths):
 
 
 def test_every_file_is_in_its_package(packages):
-    assert "boardctl" in names(packages["boardctl"])
+    assert {"boardctl", "boardctl-export", "boardctl-export.service"} <= names(packages["boardctl"])
     assert names(packages["boardctl"]) & {"boardctl-sim", "devmgr-check", "run-ptest"} == set()
     assert {"boardctl-sim", "boardctl-journal", "libdevmgr.so.0", "oob_manifest.json"} <= names(
         packages["boardctl-sim"]

@@ -6,11 +6,6 @@
 #include "tools/devmgr-check/library.h"
 #include "tools/devmgr-check/report.h"
 
-/// The symbol of the vector form of `DeviceGetSupportedProperties`.
-inline constexpr const char* kVectorForm =
-    "_Z28DeviceGetSupportedPropertiesiRSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcE"
-    "EESaIS5_EES8_";
-
 /// What the file itself tells: its name, and the kind and size of what it exports. A symbol that it
 /// does not export gets no row: a library that it needs may export it.
 void checkFile(const ElfFile& file, Report& report);

@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "devmgr/logger.h"
+#include "devmgr/properties.h"
 #include "tools/devmgr-check/checks.h"
 
 namespace {

@@ -1,0 +1,7 @@
+import pytest
+from exporting import Stub
+
+
+@pytest.fixture
+def stub(tmp_path):
+    return Stub(tmp_path)
