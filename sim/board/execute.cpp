@@ -36,7 +36,6 @@ void fitAnswer(const Call& call, Result& result) {
   if (result.unterminated) {
     result.text.resize(std::min(result.text.size(), *call.room));
   } else if (!call.usesPostbox() && result.text.size() >= *call.room) {
-    result.text.clear();
     result.code = kBufferTooSmall;
   }
 }

@@ -93,6 +93,8 @@ TEST(Profile, RejectionsNameThePlaceAndTheReason) {
             "f:1:20: /clock/mode: 'steped' is not a clock mode; did you mean 'stepped'?");
   EXPECT_EQ(profileRejection(R"({"clock": {"mode": "real", "rate": 2}})"),
             "f:1:36: /clock/rate: only for mode 'scaled'");
+  EXPECT_EQ(profileRejection(R"({"clock": {"mode": "real", "stepMs": 2}})"),
+            "f:1:38: /clock/stepMs: only for mode 'stepped'");
   EXPECT_EQ(profileRejection(R"({"clock": {"mode": "scaled", "rate": 0}})"),
             "f:1:38: /clock/rate: not in 0.001..1000");
   EXPECT_EQ(profileRejection(R"({"snapshot": {"periodMs": 5, "refreshMs": 6}})"),
@@ -293,6 +295,9 @@ TEST(Profile, AnEventSuitsEachDeviceThatItSets) {
   const std::string locked = "gpu.clock.getSpeedLocked";
   EXPECT_EQ(rejection(locked, "gpu0", "1"), "accepted");
   EXPECT_EQ(rejection(locked, "gpu1", R"("off")"), "accepted");
+  EXPECT_EQ(rejection(locked, "gpu1", R"("")"), "accepted");
+  EXPECT_EQ(rejection(locked, "gpu1", R"("\n")"),
+            "f:1:89: /timeline/0/value: the text contains a control character");
   EXPECT_EQ(rejection(locked, "gpu1", "1"),
             "f:1:89: /timeline/0/value: expected a string, found a number");
   for (const char* value : {"1", R"("off")"}) {

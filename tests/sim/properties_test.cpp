@@ -26,7 +26,7 @@ TEST(Values, ConstantsPrintAsTheyAreWritten) {
     "gpu.text": "Valdor", "gpu.empty": "", "gpu.whole": 42, "gpu.real": -1.50,
     "gpu.exponents": {"page": 0, "of": "r"}, "gpu.hex": {"value": 4660, "hex": 6},
     "gpu.enum": {"value": 1, "names": ["off", "on"]},
-    "gpu.serial": {"serial": "SN-####-A", "first": 99}},
+    "gpu.serial": {"serial": "SN-####-A", "first": 99}, "gpu.slot": {"serial": "#"}},
     "records": {"r": {"entriesPerPage": 9, "entries": [1e3, 2.5E-3, -1.50e0, 1.0e1, 0e5]}}})");
   EXPECT_EQ(read(state, "gpu.text", 0, 0), "Valdor");
   EXPECT_EQ(read(state, "gpu.empty", 0, 0), "");
@@ -37,6 +37,7 @@ TEST(Values, ConstantsPrintAsTheyAreWritten) {
   EXPECT_EQ(read(state, "gpu.enum", 0, 0), "on");
   EXPECT_EQ(read(state, "gpu.serial", 0, 0), "SN-0099-A");
   EXPECT_EQ(read(state, "gpu.serial", 2, 0), "SN-0101-A");
+  EXPECT_EQ(read(state, "gpu.slot", 2, 0), "2");
 }
 
 TEST(Values, HexadecimalDigitsAreAsManyAsTheNumberNeeds) {

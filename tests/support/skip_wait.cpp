@@ -22,10 +22,10 @@ std::atomic<std::int64_t> slept = [] {
   return forward == nullptr ? 0 : std::atoll(forward) * kSecond;
 }();
 
-const char* const request = std::getenv("SKIP_WAIT_HALF_MINUTE");
+const char* const halfMinute = std::getenv("SKIP_WAIT_HALF_MINUTE");
 
 void seeNothingHappen() {
-  if (request != nullptr && unlink(request) == 0) slept += 30 * kSecond;
+  if (halfMinute != nullptr && unlink(halfMinute) == 0) slept += 30 * kSecond;
 }
 
 }  // namespace
@@ -66,7 +66,7 @@ __attribute__((visibility("default"))) int ppoll(pollfd* files, nfds_t count,
   static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, kName));
   const timespec moment = {0, 10'000'000};
   const bool longer = timeout->tv_sec > 0 || timeout->tv_nsec > moment.tv_nsec;
-  const int ready = real(files, count, request != nullptr && longer ? &moment : timeout, mask);
+  const int ready = real(files, count, halfMinute != nullptr && longer ? &moment : timeout, mask);
   if (ready == 0) seeNothingHappen();
   return ready;
 }
