@@ -46,8 +46,8 @@ void damageSharedMemory() {
   bool done = false;
   for (std::string line; std::getline(maps, line);) {
     char* end = nullptr;
-    const std::uintptr_t first = std::strtoull(line.c_str(), &end, 16);
-    const std::uintptr_t last = std::strtoull(end + 1, &end, 16);
+    const std::uintptr_t first = std::strtoul(line.c_str(), &end, 16);
+    const std::uintptr_t last = std::strtoul(end + 1, &end, 16);
     if (std::strncmp(end, " rw-s", 5) != 0) continue;
     std::memset(reinterpret_cast<void*>(first), 0xff, last - first);
     done = true;
