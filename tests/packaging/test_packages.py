@@ -162,7 +162,8 @@ def test_they_hold_the_files_of_this_build(packages, tmp_path):
     assert len(expected) > 30
     for name, path in expected.items():
         name = name.replace("zsh/site-functions", "zsh/vendor-completions")
-        content = path.read_bytes()
+        # The units name the program where the build would install it.
+        content = path.read_bytes().replace(b"=/usr/local/bin/", b"=/usr/bin/")
         if content.startswith(b"\x7fELF"):
             # Debug information is packaged apart, and is part of what the build's number is made of.
             assert code(found[name], tmp_path) == code(path, tmp_path), name

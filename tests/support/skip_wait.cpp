@@ -28,6 +28,17 @@ void seeNothingHappen() {
   if (halfMinute != nullptr && unlink(halfMinute) == 0) slept += 30 * kSecond;
 }
 
+template <class Time>
+int shiftedTime(const char* function, clockid_t clock, Time* now) {
+  using Function = int(clockid_t, Time*);
+  static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, function));
+  const int result = real(clock, now);
+  const std::int64_t time = now->tv_nsec + slept;
+  now->tv_sec += static_cast<decltype(now->tv_sec)>(time / kSecond);
+  now->tv_nsec = static_cast<decltype(now->tv_nsec)>(time % kSecond);
+  return result;
+}
+
 }  // namespace
 
 extern "C" {
@@ -39,34 +50,28 @@ __attribute__((visibility("default"))) int nanosleep(const timespec* request, ti
 }
 
 __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* now) {
-  using Function = int(clockid_t, timespec*);
   // On 32-bit machines the functions for 64-bit times have names of their own.
-  constexpr const char* kName =
-      sizeof(time_t) > sizeof(long) ? "__clock_gettime64" : "clock_gettime";
-  static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, kName));
-  const int result = real(clock, now);
-  const std::int64_t time = now->tv_nsec + slept;
-  now->tv_sec += static_cast<time_t>(time / kSecond);
-  now->tv_nsec = static_cast<decltype(now->tv_nsec)>(time % kSecond);
-  return result;
+  return shiftedTime(sizeof(time_t) > sizeof(long) ? "__clock_gettime64" : "clock_gettime", clock,
+                     now);
 }
+
+#ifdef _TIME_BITS
+struct ShortTime {
+  long tv_sec;
+  long tv_nsec;
+};
+/// What the C++ library calls there.
+__attribute__((visibility("default"))) int shortTime(clockid_t clock,
+                                                     ShortTime* now) asm("clock_gettime");
+int shortTime(clockid_t clock, ShortTime* now) { return shiftedTime("clock_gettime", clock, now); }
+#endif
 
 __attribute__((visibility("default"))) int poll(pollfd* files, nfds_t count, int timeout) {
   using Function = int(pollfd*, nfds_t, int);
   static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "poll"));
-  const int ready = real(files, count, timeout);
-  if (ready == 0) seeNothingHappen();
-  return ready;
-}
-
-__attribute__((visibility("default"))) int ppoll(pollfd* files, nfds_t count,
-                                                 const timespec* timeout, const sigset_t* mask) {
-  using Function = int(pollfd*, nfds_t, const timespec*, const sigset_t*);
-  constexpr const char* kName = sizeof(time_t) > sizeof(long) ? "__ppoll64" : "ppoll";
-  static const auto real = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, kName));
-  const timespec moment = {0, 10'000'000};
-  const bool longer = timeout->tv_sec > 0 || timeout->tv_nsec > moment.tv_nsec;
-  const int ready = real(files, count, halfMinute != nullptr && longer ? &moment : timeout, mask);
+  constexpr int kMoment = 10;
+  const bool shortened = halfMinute != nullptr && timeout > kMoment;
+  const int ready = real(files, count, shortened ? kMoment : timeout);
   if (ready == 0) seeNothingHappen();
   return ready;
 }

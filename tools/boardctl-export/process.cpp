@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <system_error>
 
@@ -18,19 +20,17 @@ namespace {
 
 using std::chrono::milliseconds;
 
-volatile sig_atomic_t signalled = 0;
-sigset_t whileWaiting;
+bool signalled = false;
+int signals = -1;  ///< A file that can be read when a signal is held back.
 
-void onSignal(int /*number*/) { signalled = 1; }
-
-/// Whether something can be read. For a negative number of a file, waits only.
-bool waitFor(int file, Clock::time_point end) {
-  const auto left = std::max(end - Clock::now(), Clock::duration::zero());
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-  const timespec time = {static_cast<time_t>(seconds.count()),
-                         static_cast<long>(std::chrono::nanoseconds(left - seconds).count())};
-  pollfd entry = {file, POLLIN, 0};
-  return ppoll(&entry, 1, &time, &whileWaiting) > 0;
+/// For a negative number of a file, waits only.
+void waitFor(int file, Clock::time_point end) {
+  const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+  const auto time = std::clamp(left, milliseconds(0), milliseconds(std::chrono::hours(1)));
+  pollfd entries[] = {{signals, POLLIN, 0}, {file, POLLIN, 0}};
+  if (poll(entries, std::size(entries), static_cast<int>(time.count())) <= 0) return;
+  signalfd_siginfo signal;
+  if (read(signals, &signal, sizeof signal) == sizeof signal) signalled = true;
 }
 
 }  // namespace
@@ -44,15 +44,13 @@ void holdSignals() {
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     struct sigaction before = {};
     sigaction(number, nullptr, &before);
-    if (before.sa_handler == SIG_IGN) continue;
-    signal(number, onSignal);
-    sigaddset(&held, number);
+    if (before.sa_handler != SIG_IGN) sigaddset(&held, number);
   }
-  sigprocmask(SIG_BLOCK, &held, &whileWaiting);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigdelset(&whileWaiting, number);
+  sigprocmask(SIG_BLOCK, &held, nullptr);
+  signals = signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-bool interrupted() { return signalled != 0; }
+bool interrupted() { return signalled; }
 
 void waitUntil(Clock::time_point end) {
   while (!interrupted() && Clock::now() < end) waitFor(-1, end);

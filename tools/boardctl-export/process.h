@@ -15,7 +15,7 @@ namespace exporter {
 
 using Clock = std::chrono::steady_clock;
 
-/// SIGTERM, SIGINT and SIGHUP are held back except while the program waits, and then noted.
+/// SIGTERM, SIGINT and SIGHUP are held back, and noted when the program waits.
 void holdSignals();
 [[nodiscard]] bool interrupted();
 /// Waits until then, or until the program is interrupted.
