@@ -30,9 +30,10 @@ INCLUDES = {
     },
     "record": {"record", "journal", "devmgr", "catalogue"},
     "tools/boardctl": {"tools/boardctl", "cli", "logging", "catalogue", "devmgr"},
-    "tools/devmgr-check": {"tools/devmgr-check", "devmgr"},
-    "tools/boardctl-export": {"tools/boardctl-export", "journal", "devmgr"},
+    "tools/devmgr-check": {"tools/devmgr-check", "devmgr", "tools"},
+    "tools/boardctl-export": {"tools/boardctl-export", "journal", "devmgr", "tools"},
     "tools/boardctl-journal": {
+        "tools",
         "tools/boardctl-journal",
         "journal",
         "sim/base",

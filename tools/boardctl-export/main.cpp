@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +10,7 @@
 #include "tools/boardctl-export/output.h"
 #include "tools/boardctl-export/settings.h"
 #include "tools/boardctl-export/usage_error.h"
+#include "tools/standard_files.h"
 
 namespace {
 
@@ -20,13 +20,6 @@ enum Status { kDelivered = 0, kNotDelivered = 1, kWrongUse = 2 };
 
 void report(const std::string& line) {
   std::fprintf(stderr, "boardctl-export: %s\n", line.c_str());
-}
-
-/// What is closed here must not become another file, which the output would be written into.
-void holdStandardFiles() {
-  for (int file = STDIN_FILENO; file <= STDERR_FILENO; ++file) {
-    if (fcntl(file, F_GETFD) == -1) open("/dev/null", O_RDONLY);
-  }
 }
 
 bool deliver(const Output& output, const std::string& text) {
@@ -64,7 +57,7 @@ Status run(const Settings& settings) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  holdStandardFiles();
+  standard_files::hold();
   try {
     const auto settings = parseCommandLine(argc, argv);
     if (!settings) {

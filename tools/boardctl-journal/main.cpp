@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <getopt.h>
 #include <signal.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 
 #include "tools/boardctl-journal/commands.h"
 #include "tools/boardctl-journal/text.h"
+#include "tools/standard_files.h"
 
 namespace {
 
@@ -43,19 +43,6 @@ constexpr std::array kCommands{
     CommandRow{"board", 2, makeBoard},
 };
 
-/// What is closed here must not become another file, which the output would be written into.
-void holdStandardFiles() {
-  for (int file = STDIN_FILENO; file <= STDERR_FILENO; ++file) {
-    if (fcntl(file, F_GETFD) == -1) open("/dev/null", O_RDONLY);
-  }
-}
-
-void print(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    throw std::system_error(errno, std::generic_category(), "standard output");
-  }
-}
-
 int rejectUsage() {
   std::fputs(kUsage, stderr);
   return kFailed;
@@ -68,12 +55,12 @@ int run(const std::vector<std::string>& words) {
   std::string out;
   try {
     const int status = command->run({words.begin() + 1, words.end()}, out);
-    print(out);
+    standard_files::print(out);
     return status;
   } catch (const std::system_error&) {
     throw;
   } catch (const std::exception&) {
-    print(out);
+    standard_files::print(out);
     throw;
   }
 }
@@ -81,7 +68,7 @@ int run(const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  holdStandardFiles();
+  standard_files::hold();
   signal(SIGPIPE, SIG_IGN);
   constexpr std::array kOptions{option{"help", no_argument, nullptr, 'h'},
                                 option{"version", no_argument, nullptr, 'V'},
@@ -92,10 +79,10 @@ int main(int argc, char** argv) {
       case -1:
         return run({argv + optind, argv + argc});
       case 'h':
-        print(kUsage);
+        standard_files::print(kUsage);
         return 0;
       case 'V':
-        print("boardctl-journal " BOARDCTL_VERSION "\n");
+        standard_files::print("boardctl-journal " BOARDCTL_VERSION "\n");
         return 0;
       default:
         return rejectUsage();

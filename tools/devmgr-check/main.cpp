@@ -13,6 +13,7 @@
 
 #include "tools/devmgr-check/checks.h"
 #include "tools/devmgr-check/isolation.h"
+#include "tools/standard_files.h"
 
 namespace {
 
@@ -24,19 +25,6 @@ constexpr const char* kUsage =
     "With --live, also start its manager and make read-only calls.\n"
     "Exit status: 0 compatible, 1 not compatible, 2 could not be determined.\n";
 
-/// What is closed here must not become another file, which the report would be written into.
-void holdStandardFiles() {
-  for (int file = STDIN_FILENO; file <= STDERR_FILENO; ++file) {
-    if (fcntl(file, F_GETFD) == -1) open("/dev/null", O_RDONLY);
-  }
-}
-
-void print(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-    throw std::system_error(errno, std::generic_category(), "standard output");
-  }
-}
-
 void printRow(Verdict verdict, const std::string& what, const std::string& detail) {
   constexpr std::size_t kWidth = 32;
   std::string row = verdict == Verdict::good  ? "ok    "
@@ -46,7 +34,7 @@ void printRow(Verdict verdict, const std::string& what, const std::string& detai
   if (!detail.empty()) {
     row.append(what.size() < kWidth ? kWidth - what.size() : 0, ' ').append("  ").append(detail);
   }
-  print(row + '\n');
+  standard_files::print(row + '\n');
 }
 
 class Descriptor {
@@ -96,7 +84,7 @@ int check(const std::vector<std::string>& words, bool live) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  holdStandardFiles();
+  standard_files::hold();
   signal(SIGPIPE, SIG_IGN);
   std::vector<std::string> words(argv + 1, argv + argc);
   const bool help = words.size() == 1 && (words[0] == "-h" || words[0] == "--help");
@@ -107,7 +95,7 @@ int main(int argc, char** argv) {
   }
   try {
     if (help) {
-      print(kUsage);
+      standard_files::print(kUsage);
       return 0;
     }
     words.resize(5);
