@@ -31,6 +31,13 @@ constexpr auto followersOfLetters() {
 }
 constexpr auto kFollowers = followersOfLetters();
 
+constexpr std::uint32_t firstLetters() {
+  std::uint32_t letters = 0;
+  for (const std::string_view word : kIdentityWords) letters |= 1U << lower(word[0]) % 32;
+  return letters;
+}
+constexpr std::uint32_t kFirstLetters = firstLetters();
+
 constexpr bool mayBegin(char one, char next) {
   return (kFollowers[lower(one) % 32] >> lower(next) % 32 & 1U) != 0;
 }
@@ -42,6 +49,7 @@ bool isIdentity(std::string_view propertyName) {
   for (std::size_t i = 0; i + 1 < propertyName.size(); i += 3) {
     if (!mayBegin(propertyName[i], propertyName[i + 1])) continue;
     for (std::size_t start = i - std::min<std::size_t>(i, 2); start <= i; ++start) {
+      if ((kFirstLetters >> lower(propertyName[start]) % 32 & 1U) == 0) continue;
       const std::string_view rest = propertyName.substr(start);
       for (const std::string_view word : kIdentityWords) {
         if (isAt(word, rest)) return true;

@@ -168,7 +168,7 @@ std::size_t Capture::begin(Line& line, std::int64_t number, std::int64_t at) con
   if (entry_ != Entry::managerInit) line.open("args");
   const std::size_t size = line.size();
   for (std::size_t i = 0; i < count_; ++i) {
-    if (!isOutput(arguments_[i].kind)) addInput(line, point.all[i].name, arguments_[i]);
+    if (!isOutput(arguments_[i].kind)) addInput(line, point.all[i].name(), arguments_[i]);
   }
   return size;
 }
@@ -177,7 +177,7 @@ void Capture::end(Line& line, int code, std::int64_t took) const {
   const EntryPoint& point = entryPoint(entry_);
   for (std::size_t i = 0; i < count_; i += point.runAt(i)) {
     if (!isOutput(arguments_[i].kind)) continue;
-    addOutput(line, point.all[i].name, arguments().subspan(i, point.runAt(i)));
+    addOutput(line, point.all[i].name(), arguments().subspan(i, point.runAt(i)));
   }
   if (entry_ != Entry::managerInit) line.close();
   line.add("code", code).add("took", took);
@@ -186,7 +186,8 @@ void Capture::end(Line& line, int code, std::int64_t took) const {
 std::string_view Capture::difference(const Call& call) const {
   for (std::size_t i = 0; i < std::min(count_, call.values.size()); ++i) {
     const bool compared = !isOutput(arguments_[i].kind) && call.values[i].index() != 0;
-    if (compared && inputOf(arguments_[i]) != call.values[i]) return entryPoint(entry_).all[i].name;
+    if (compared && inputOf(arguments_[i]) != call.values[i])
+      return entryPoint(entry_).all[i].name();
   }
   return {};
 }

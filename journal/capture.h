@@ -16,9 +16,9 @@ namespace journal {
 
 /// One argument of a call, whatever its type. Refers to what belongs to the caller.
 struct Argument {
-  const void* place = nullptr;  ///< The object or the buffer; null for a null pointer.
-  std::int64_t number = 0;      ///< The value of a number; else the size, or -1 for up to a NUL.
-  Kind kind = Kind::number;
+  const void* place;    ///< The object or the buffer; null for a null pointer.
+  std::int64_t number;  ///< The value of a number; else the size, or -1 for up to a NUL.
+  Kind kind;
 
   /// What the library fills, which the caller passed without `const`.
   template <class T>
@@ -48,9 +48,10 @@ Argument argumentOf(T& value) {
 class Capture {
  public:
   template <class... A>
-  explicit Capture(Entry entry, A&&... arguments)
-      : entry_(entry), count_(sizeof...(A)), arguments_{argumentOf(arguments)...} {
+  explicit Capture(Entry entry, A&&... arguments) : entry_(entry), count_(sizeof...(A)) {
     static_assert(sizeof...(A) <= kMaxParameters);
+    [[maybe_unused]] Argument* place = arguments_.data();
+    ((*place++ = argumentOf(arguments)), ...);
     setSizes();
   }
 
@@ -86,7 +87,7 @@ class Capture {
 
   Entry entry_;
   std::size_t count_;
-  std::array<Argument, kMaxParameters> arguments_;
+  std::array<Argument, kMaxParameters> arguments_;  ///< Only the first ones are set.
 };
 
 }  // namespace journal

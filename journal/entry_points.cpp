@@ -10,6 +10,19 @@
 namespace journal {
 namespace {
 
+constexpr std::array<std::string_view, 30> kNames{
+    "api",        "arg1",     "arg2",  "callback",  "data",      "details",
+    "device",     "extended", "file",  "flag",      "input",     "level",
+    "manifest",   "mode",     "names", "opcode",    "output",    "profile",
+    "properties", "property", "reply", "reserved0", "reserved1", "reserved2",
+    "reserved3",  "running",  "size",  "text",      "type",      "value"};
+
+consteval ParameterName idOf(std::string_view name) {
+  const auto* const found = std::ranges::find(kNames, name);
+  if (found == kNames.end()) throw "a parameter has a name that is not in the table";
+  return static_cast<ParameterName>(found - kNames.begin());
+}
+
 template <class Function>
 struct Row;
 template <class... P>
@@ -19,8 +32,7 @@ struct Row<int(P...)> {
     constexpr std::array<Kind, sizeof...(P)> kKinds{kKindOf<std::remove_reference_t<P>>...};
     EntryPoint point{name, {}, sizeof...(P)};
     for (std::size_t i = 0; i < sizeof...(P); ++i) {
-      if (names[i].empty()) throw "a parameter has no name";
-      point.all[i] = {names[i], kKinds[i]};
+      point.all[i] = {idOf(names[i]), kKinds[i]};
     }
     return point;
   }
@@ -68,6 +80,8 @@ constexpr std::array<EntryPoint, kEntryCount> kEntryPoints{
 
 }  // namespace
 
+std::string_view Parameter::name() const { return kNames[static_cast<std::size_t>(id)]; }
+
 std::size_t EntryPoint::find(std::string_view parameter) const {
   const auto found = std::ranges::find(parameters(), parameter, &Parameter::name);
   return static_cast<std::size_t>(found - parameters().begin());
@@ -76,7 +90,7 @@ std::size_t EntryPoint::find(std::string_view parameter) const {
 std::size_t EntryPoint::runAt(std::size_t position) const {
   if (all[position].kind != Kind::wordOut) return 1;
   std::size_t end = position + 1;
-  while (end < count && all[end].name == all[position].name) ++end;
+  while (end < count && all[end].id == all[position].id) ++end;
   return end - position;
 }
 

@@ -82,9 +82,16 @@ inline constexpr Kind kKindOf<std::vector<unsigned int>> = Kind::wordsOut;
 template <>
 inline constexpr Kind kKindOf<bool*> = Kind::flagOut;
 
+/// The position of a parameter's name in the table of all names. The recorder has no room for a
+/// pointer to each of a hundred names, and one more to relocate it.
+enum class ParameterName : std::uint8_t {};
+
 struct Parameter {
-  std::string_view name;  ///< The member of a call's `args`. Neighbours of one name form an array.
+  ParameterName id{};
   Kind kind = Kind::number;
+
+  /// The member of a call's `args`. Neighbours of one name form an array.
+  [[nodiscard]] std::string_view name() const;
 };
 
 struct EntryPoint {

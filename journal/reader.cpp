@@ -47,7 +47,8 @@ void readArguments(const Parser& parser, const Object& object, int version, Call
   const EntryPoint& point = call.point();
   call.values.resize(point.count);
   for (std::size_t i = 0; i < point.count; i += point.runAt(i)) {
-    const auto [name, kind] = point.all[i];
+    const std::string_view name = point.all[i].name();
+    const Kind kind = point.all[i].kind;
     const bool optional = version == 1 || (isOutput(kind) && !call.code);
     if (optional && !object.find(name)) continue;
     const std::size_t place = parser.require(object, name);

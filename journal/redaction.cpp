@@ -209,8 +209,9 @@ class LineCopy {
 
   template <class T>
   static std::string json(const T& value) {
-    const std::string line = Line().add("", value).text();
-    return line.substr(4, line.size() - 5);
+    Line line;
+    const std::string_view text = line.add("", value).whole();
+    return std::string(text.substr(4, text.size() - 6));
   }
 
   static std::string unquoted(std::string_view token) {

@@ -34,13 +34,13 @@ class Redaction {
   /// Learns the value of a property for which `PropertyCatalogue::isIdentity` holds; blanks around
   /// it do not count. Returns what is to be replaced in the lines so far, if there is anything:
   /// they may hold the value, or a pseudonym that looks like it, whose owner has got another.
-  std::optional<Replacements> learn(std::string_view value);
+  [[gnu::cold]] std::optional<Replacements> learn(std::string_view value);
 
   [[nodiscard]] bool isFull() const { return known_.size() >= kMostValues; }
 
   /// A line of a journal with pseudonyms in the place of identities, in texts and words. Names of
   /// members, entry points and build ids stay.
-  [[nodiscard]] std::string apply(std::string_view line) const;
+  [[nodiscard, gnu::cold]] std::string apply(std::string_view line) const;
 
   /// Whether `apply` certainly leaves these members of a line as they are. Takes much less time
   /// than `apply`; holds for nearly every line. It goes on to hold until `size` changes.

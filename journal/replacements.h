@@ -17,16 +17,16 @@ class Replacements {
   [[nodiscard]] bool empty() const { return pairs_.empty(); }
 
   /// From now on `from`, of at least four bytes, is replaced by `to`.
-  void add(std::string from, std::string to);
+  [[gnu::cold]] void add(std::string from, std::string to);
 
   /// Whether something in the text would be replaced.
   [[nodiscard]] bool matches(std::string_view text) const;
 
   /// Returns whether the text has changed.
-  bool apply(std::span<char> text) const;
+  [[gnu::cold]] bool apply(std::span<char> text) const;
 
   /// The same for the bytes of words in little-endian order, wherever they begin in a word.
-  bool apply(std::span<std::uint32_t> words) const;
+  [[gnu::cold]] bool apply(std::span<std::uint32_t> words) const;
 
  private:
   struct Pair {

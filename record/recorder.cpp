@@ -53,20 +53,20 @@ std::int64_t microseconds() {
   return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
 }
 
-std::string endLine(std::string_view how, std::optional<int> status) {
+[[gnu::cold]] int appendEnd(std::string_view how, std::optional<int> status) {
   journal::Line line;
   line.add("end", how);
   if (status) line.add("status", *status);
-  return line.add("calls", recording->entered.load()).text() + '\n';
+  return recording->file.append(line.add("calls", recording->entered.load()).whole(), true);
 }
 
 /// With the lock held.
-void stop(int error) {
+[[gnu::cold]] void stop(int error) {
   recording->isOn = false;
   recording->error = error;
   recording->file.freeSlot();
   try {
-    recording->file.append(endLine("limit", {}), true);
+    appendEnd("limit", {});
   } catch (const std::bad_alloc&) {
     // Without its last line a recording looks as if the process had been killed.
   }
@@ -107,7 +107,7 @@ int append(journal::Line& line, Clean clean = {}) {
 }
 
 /// What cannot be replaced where it was written before must not stay there.
-int learn(std::string_view value) {
+[[gnu::cold]] int learn(std::string_view value) {
   int error = recording->redaction.isFull() ? ENOBUFS : 0;
   try {
     const auto earlier = recording->redaction.learn(value);
@@ -119,25 +119,25 @@ int learn(std::string_view value) {
   return error;
 }
 
-void forgetInChild() {
+[[gnu::cold]] void forgetInChild() {
   recording->isOn = false;
   recording->hasStandardError = false;
 }
 
-int writeHead(const void* inLibrary) {
+[[gnu::cold]] int writeHead(const void* inLibrary) {
   journal::Line line;
   line.add("journal", 2).add("clock", std::string_view("monotonic"));
   journal::addProcess(line, inLibrary);
   if (recording->redacts) line.addRaw("redacted", "true");
-  const int error = recording->file.append(line.text() + '\n');
+  const int error = recording->file.append(line.whole());
   return error != 0 ? error : recording->file.addSlot();
 }
 
 /// Registered before everything else that runs when the process exits, and so run after it.
-void finish(int status, void* /*unused*/) {
+[[gnu::cold]] void finish(int status, void* /*unused*/) {
   const ErrnoKept kept;
   contained([status] {
-    const int error = recording->file.append(endLine("exit", status & 0xff), true);
+    const int error = appendEnd("exit", status & 0xff);
     if (error == 0) recording->isOn = false;
     return error;
   });
@@ -154,7 +154,7 @@ void finish(int status, void* /*unused*/) {
 
 /// Runs before `main`, after the library's own constructors. What does not load the library, like a
 /// script that starts the tool, hands the settings on to what it starts.
-__attribute__((constructor)) void start() {
+__attribute__((constructor, cold)) void start() {
   const ErrnoKept kept;
   const void* const inLibrary = dlsym(RTLD_NEXT, "GPUManagerInit");
   dl_find_object library = {};

@@ -42,8 +42,8 @@ std::string describe(journal::Entry entry, InputAt inputAt) {
   std::string text(point.name);
   std::string_view before = "(";
   for (std::size_t i = 0; i < point.count; ++i) {
-    const auto [name, kind] = point.all[i];
-    if (journal::isOutput(kind) || isAlwaysTheSame(name)) continue;
+    const std::string_view name = point.all[i].name();
+    if (journal::isOutput(point.all[i].kind) || isAlwaysTheSame(name)) continue;
     text.append(before).append(name).append(" ").append(textOf(inputAt(i)));
     before = ", ";
   }

@@ -22,9 +22,9 @@ EMPTY_LIBRARY = os.environ["BOARDCTL_EMPTY_LIBRARY"]
 ALLOWED = 1.05
 
 
-def within(name, measured, budget):
+def within(name, measured, budget, most=None):
     print(f"{name}: {measured}, budget {budget}")
-    assert measured <= budget * ALLOWED
+    assert measured <= (most or budget * ALLOWED)
 
 
 @pytest.mark.skipif(not EMULATOR, reason="the budget is for the controller's build")
@@ -34,8 +34,10 @@ def test_what_ships_is_small(tmp_path, pattern):
     stripped = tmp_path / "stripped"
     subprocess.run(["arm-linux-gnueabihf-strip", "-o", stripped, built], check=True)
     sizes = subprocess.run(["size", stripped], capture_output=True, text=True, check=True).stdout
-    within("text", int(sizes.splitlines()[1].split()[0]), BUDGET["armhf"][pattern]["text"])
-    within("file", stripped.stat().st_size, BUDGET["armhf"][pattern]["file"])
+    budget = BUDGET["armhf"][pattern]
+    text = int(sizes.splitlines()[1].split()[0])
+    within("text", text, budget["text"], budget.get("most text"))
+    within("file", stripped.stat().st_size, budget["file"])
 
 
 def run_with(kib, *words):

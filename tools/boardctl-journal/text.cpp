@@ -43,11 +43,13 @@ std::string shown(const journal::Value& value) {
 std::string describe(const journal::Call& call) {
   std::string text(call.point().name);
   for (std::size_t i = 0; i < call.values.size(); ++i) {
-    const auto [name, kind] = call.point().all[i];
+    const journal::Parameter& parameter = call.point().all[i];
+    const std::string_view name = parameter.name();
     const journal::Value& value = call.values[i];
     const auto* number = std::get_if<std::int64_t>(&value);
     const bool isReserved = name.starts_with("reserved") && number != nullptr && *number == 0;
-    if (value.index() == 0 || journal::isOutput(kind) || name == "size" || isReserved) continue;
+    if (value.index() == 0 || journal::isOutput(parameter.kind) || name == "size" || isReserved)
+      continue;
     text.append(" ").append(name).append(" ").append(shown(value));
   }
   return text;
