@@ -181,6 +181,20 @@ TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
   }
 }
 
+TEST_F(LoggingDeathTest, ARunThatHasEndedIsInTheLog) {
+  std::remove(path("log").c_str());
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogger(path("log").c_str());
+                GPUSetLogLevel(4);
+                start(R"("timeline": [{"atMs": 0, "drop": "gpu1"}])");
+                get(0, kPower);
+                GPUManagerStop();
+                std::raise(SIGKILL);
+              }),
+              testing::KilledBySignal(SIGKILL), "");
+  EXPECT_EQ(lines("log"), "[]Dtimeline: drop gpu1\n");
+}
+
 TEST_F(LoggingDeathTest, AFileWithAnotherUseIsNoLog) {
   EXPECT_EXIT(logged([&] {
                 const std::string journal = path("journal");
@@ -192,6 +206,8 @@ TEST_F(LoggingDeathTest, AFileWithAnotherUseIsNoLog) {
                   if (GPUSetLogger(file.c_str()) != sim::kCannotOpen) std::exit(1);
                   if (file != journal && contents(file) != before) std::exit(1);
                 }
+                GPUManagerStop();
+                if (GPUSetLogger(journal.c_str()) != 0) std::exit(1);
               }),
               testing::ExitedWithCode(0), "");
   const auto refusal = [](const std::string& name, const std::string& use) {

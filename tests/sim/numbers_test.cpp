@@ -78,8 +78,10 @@ TEST(Kinds, CodesAreFixedAndTwentyTwoIsNobodys) {
 
 TEST(Kinds, DeviceNamesReadBack) {
   for (std::size_t kind = 0; kind < kDeviceKinds.size(); ++kind) {
-    const Device device{static_cast<KindIndex>(kind), 10};
-    EXPECT_EQ(parseDevice(nameOf(device)), device) << nameOf(device);
+    for (const int id : {0, 10, 254}) {
+      const Device device{static_cast<KindIndex>(kind), id};
+      EXPECT_EQ(parseDevice(nameOf(device)), device) << nameOf(device);
+    }
   }
   for (const char* name : {"", "gpu", "gpu-1", "gpu01", "gpu255", "gpu3x", "GPU3", "gpu 3"}) {
     EXPECT_FALSE(parseDevice(name)) << name;

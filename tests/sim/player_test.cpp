@@ -322,6 +322,13 @@ TEST_F(Player, ABadRecordingIsARejectedFile) {
   EXPECT_EQ(get(0, kPower), "rc = 1");
 }
 
+TEST_F(Player, AMissingRecordingIsARejectedFile) {
+  std::remove(path("j").c_str());
+  EXPECT_EQ(replayFile(), sim::kFileRefused);
+  EXPECT_TRUE(
+      said().ends_with(" /replay/journal: 'j' cannot be opened: No such file or directory\n"));
+}
+
 TEST_F(Player, TheRecordingHasNoOtherUse) {
   ASSERT_EQ(run(stop(3)), 0);
   GPUSetLogger(path("j").c_str());

@@ -167,6 +167,8 @@ TEST(Profile, FaultsThatMeanNothingAreRejected) {
             "f:1:35: /faults/0/device: 'gpo' is not a device kind; did you mean 'gpu'?");
   EXPECT_EQ(faultRejection(R"("code": 1, "fromMs": 5, "untilMs": 5)"),
             "f:1:49: /faults/0/untilMs: the rule would never match");
+  EXPECT_EQ(faultRejection(R"("code": 1, "untilMs": 0)"),
+            "f:1:36: /faults/0/untilMs: the rule would never match");
   EXPECT_EQ(faultRejection(R"("code": 1, "probability": 1.01)"),
             "f:1:40: /faults/0/probability: not in 0..1");
   EXPECT_EQ(faultRejection(R"("text": "empty")"),
