@@ -37,8 +37,8 @@ std::optional<std::int64_t> Spelled::inUnitsOf(int power) const {
   constexpr std::int64_t kMostDigits = std::numeric_limits<std::int64_t>::digits10 + 1;
   const std::int64_t zeros = digits.empty() ? 0 : exponent - power;
   if (zeros > kMostDigits) return {};
-  const std::string text =
-      (negative ? "-0" : "0") + digits + std::string(static_cast<std::size_t>(zeros), '0');
+  std::string text = negative ? "-0" : "0";
+  text.append(digits).append(static_cast<std::size_t>(zeros), '0');
   std::int64_t count = 0;
   const auto error = std::from_chars(text.data(), text.data() + text.size(), count).ec;
   return error == std::errc() ? std::optional(count) : std::nullopt;

@@ -30,6 +30,7 @@ Character firstOf(std::string_view text) {
   constexpr Character kNotUtf8{1, false};
   constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};
   const auto lead = static_cast<unsigned char>(text.front());
+  if (lead >= 0x20 && lead < 0x7f) return {1, true};  // As nearly all are.
   const int ones = std::countl_one(lead);
   const auto length = static_cast<std::size_t>(std::max(ones, 1));
   if (ones == 1 || ones > 4 || length > text.size()) return kNotUtf8;
