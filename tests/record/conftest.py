@@ -4,6 +4,7 @@ import json
 import os
 
 import pytest
+import recordings
 from built_program import BOARDCTL, EMULATOR, SKIP_WAIT, Boardctl, put_board
 
 HOSTILE_FOLDER = os.environ["BOARDCTL_HOSTILE_FOLDER"]
@@ -111,3 +112,14 @@ def recorded(tmp_path):
 def probe(recorded):
     recorded.program = PROBE
     return recorded
+
+
+@pytest.fixture
+def recording(tmp_path):
+    return recordings.Recording(tmp_path).start()
+
+
+@pytest.fixture
+def boardctl(tmp_path):
+    put_board(tmp_path)
+    return Boardctl(tmp_path)
