@@ -76,6 +76,8 @@ TEST(Library, AnswersWithACodeWhateverTheOrder) {
 
 TEST(Library, NullArgumentsAreRejected) {
   EXPECT_EQ(GPUManagerInit(nullptr, "", ""), sim::kBadArgument);
+  EXPECT_EQ(GPUManagerInit("", nullptr, ""), sim::kBadArgument);
+  EXPECT_EQ(GPUManagerInit("", "", nullptr), sim::kBadArgument);
   EXPECT_EQ(DeviceGetData(0, nullptr, 0, 0, nullptr, 0, 0, 0), sim::kBadArgument);
   char text[1] = {};
   EXPECT_EQ(DeviceGetSupportedProperties(0, nullptr, 1), sim::kBadArgument);

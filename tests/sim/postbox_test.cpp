@@ -25,6 +25,12 @@ class Postbox : public BoardTest {
                                    &reply.extended, false);
     return reply;
   }
+  static Reply korswitch(unsigned char opcode) {
+    Reply reply;
+    reply.code = TesselSyncCmdKorswitch(0, opcode, 0, 0, 0, 0, &reply.status, &reply.data,
+                                        &reply.extended, false);
+    return reply;
+  }
   static Reply async(unsigned char opcode, const Words& input, Words& output,
                      unsigned int size = 64) {
     Reply reply;
@@ -55,6 +61,27 @@ TEST_F(Postbox, SensorsAreThoseOfTheProperties) {
   EXPECT_EQ(fpga(3).data, 1'000'250U);
   EXPECT_EQ(gpu(0, 2, 1).code, sim::kNotSupported) << "this board has no second sensor";
   EXPECT_EQ(gpu(0, 2, 9).code, sim::kBadRequest);
+}
+
+TEST_F(Postbox, EachSensorHasAPropertyOfItsOwn) {
+  start("", R"({"properties": {
+    "gpu.thermal.temperature.primaryGPU.extendedPrecision": 1,
+    "gpu.thermal.temperature.secondaryGPU.extendedPrecision": 2,
+    "gpu.thermal.temperature.sensorMonitorBoard.extendedPrecision": 3,
+    "gpu.thermal.temperature.sensorMonitorMemory.extendedPrecision": 4,
+    "korswitch.thermal.temperature.extendedPrecision": 5,
+    "fpga.thermal.temperature.extendedPrecision": 6,
+    "gpu.power.consumption": 7,
+    "gpu.hbm.power.consumption": 8,
+    "fpga.totalhsc.power.consumption": 9}})");
+  for (unsigned char sensor = 0; sensor < 4; ++sensor) {
+    EXPECT_EQ(gpu(0, 2, sensor).data, (sensor + 1U) * 256) << int{sensor};
+  }
+  EXPECT_EQ(korswitch(2).data, 5U * 256);
+  EXPECT_EQ(fpga(2).data, 6U * 256);
+  EXPECT_EQ(gpu(0, 3, 0).data, 7'000U);
+  EXPECT_EQ(gpu(0, 3, 1).data, 8'000U);
+  EXPECT_EQ(fpga(3).data, 9'000U);
 }
 
 TEST_F(Postbox, ASensorStaysAtTheLimitsOfItsRegister) {
