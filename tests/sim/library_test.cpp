@@ -60,10 +60,11 @@ TEST(Library, AnswersWithACodeWhateverTheOrder) {
   EXPECT_EQ(DeviceGetAllSupportedProperties(buffer.data(), 64), sim::kNotInitialised);
   SnapShotRefreshStatus(&refreshing);
   EXPECT_FALSE(refreshing);
-  unsigned int word = 0;
+  unsigned int word = 7;
   std::vector<unsigned int> words;
   EXPECT_EQ(TesselCmdFpga(0, 1, 0, 0, {0, 0}, words, false), sim::kNotInitialised);
   EXPECT_EQ(TesselSyncCmdGpu(0, 1, 0, 0, 0, 0, &word, &word, &word, false), sim::kNotInitialised);
+  EXPECT_EQ(word, 0U) << "a call that fails hands over nothing";
   EXPECT_EQ(TesselAsyncCmdGpu(0, 1, {}, &word, &word, words, 0, false), sim::kNotInitialised);
   EXPECT_EQ(DeviceSetCallbackUpdateData(0, "GPUGetVendorIdV2", {}, -1, "", "", -1),
             sim::kNotInitialised);
