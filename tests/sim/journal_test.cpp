@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <thread>
@@ -153,6 +154,22 @@ TEST_F(Journal, TellsUpdatesOfOneRegistrationFromThoseOfTheNext) {
         R"({"n":5,"at":2000000,"call":"DeviceSetData",)", R"({"end":"stop","calls":9})"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << " is not in\n" << text;
   }
+}
+
+TEST_F(Journal, AnUpdateBetweenTwoCallsIsDuringNone) {
+  const std::string file = path("journal");
+  const std::string profile =
+      write("real.json", R"({"callbacks": {"periodMs": 20}, "journal": ")" + file + "\"}");
+  ASSERT_EQ(GPUManagerInit("", profile.c_str(), ""), 0);
+  ASSERT_EQ(GPUManagerRun(0, 0), 0);
+  std::atomic<int> updates{0};
+  ASSERT_EQ(DeviceSetCallbackUpdateData(
+                0, kApi, [&](auto...) { ++updates; }, -1, "", "", -1),
+            0);
+  for (const int after = updates + 1; updates <= after;) std::this_thread::yield();
+  EXPECT_EQ(GPUManagerStop(), 0);
+  const std::string text = contents(file);
+  EXPECT_NE(text.find(R"("registration":3,"after":3})"), std::string::npos) << text;
 }
 
 TEST_F(Journal, HoldsWhatTheCallerGot) {

@@ -156,6 +156,15 @@ TEST_F(LoggingDeathTest, WarningsAndErrorsSurviveTheProcess) {
   }
 }
 
+TEST_F(LoggingDeathTest, AFaultOfTheInitialisationIsNamed) {
+  EXPECT_EXIT(logged([&] {
+                GPUSetLogLevel(4);
+                init(R"("faults": [{"operation": "init", "code": "ioError"}])");
+              }),
+              testing::ExitedWithCode(0), "");
+  EXPECT_EQ(lines("out"), "[]Wfault rule 0 fired (1): GPUManagerInit\n");
+}
+
 TEST_F(LoggingDeathTest, WhatCameBeforeACallThatHangsSurvivesTheProcess) {
   for (const bool hangs : {true, false}) {
     SCOPED_TRACE(hangs);

@@ -48,6 +48,18 @@ TEST_F(Subscriptions, AWriteCallsAtOnceAndOnlyOnAChange) {
   EXPECT_EQ(seen(), "1:300#2 ");
 }
 
+TEST_F(Subscriptions, ACallReturnsAfterTheCallbacksThatItCaused) {
+  start();
+  std::atomic<bool> ended{false};
+  const auto callback = [&](auto...) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ended = true;
+  };
+  ASSERT_EQ(DeviceSetCallbackUpdateData(1, kApi, callback, -1, "", "", -1), 0);
+  EXPECT_EQ(set(1, kPower, 310), 0);
+  EXPECT_TRUE(ended);
+}
+
 TEST_F(Subscriptions, MovingValuesCallOncePerPeriod) {
   start(R"("callbacks": {"periodMs": 3000})");
   ASSERT_EQ(subscribe(0, "GPUGetSRAMECCCorrectableErrorCountV2"), 0);  // 1 s
