@@ -115,6 +115,18 @@ TEST(Evaluation, ARejectionOfADevicesOwnValueNamesItsPlaceInTheManifest) {
   EXPECT_EQ(rejection("1", R"("gpu.y": 1)"), at + ": 'gpu.x' is not a property of gpu1");
 }
 
+TEST(Evaluation, APageNeedsWhatItsEntriesNeed) {
+  const auto pageOf = [](const std::string& entries) {
+    return propertiesRejection(R"({"records": {"r": {"entriesPerPage": 2, "entries": [)" + entries +
+                               R"(]}}, "properties": {"gpu.page": {"page": 0, "of": "r"}, )" +
+                               chainOf(15, 2) + "}}");
+  };
+  const std::string entry = R"({"sum": "gpu.0"})";
+  EXPECT_EQ(pageOf(entry), "accepted");
+  EXPECT_TRUE(pageOf(entry + ',' + entry)
+                  .ends_with("/gpu.page: the value depends on more than 100000 others"));
+}
+
 TEST(Evaluation, AValueMayNeedAHundredThousandOthers) {
   EXPECT_EQ(propertiesRejection(chain(1, 100'000, true)), "accepted");
   EXPECT_TRUE(propertiesRejection(chain(1, 100'001, true))
