@@ -289,6 +289,15 @@ TEST_F(Player, ARecordingMayHoldSeveralRuns) {
   EXPECT_EQ(get(0, kPower), "rc = 1");
 }
 
+TEST_F(Player, TheLogOfAnEarlierRunIsNoPartOfTheReplay) {
+  ASSERT_EQ(GPUManagerInit("", "", ""), 0);
+  EXPECT_EQ(GPUSetLogLevel(3), 0);
+  EXPECT_EQ(GPUManagerStop(), 0);
+  ASSERT_EQ(run(stop(3)), 0);
+  EXPECT_EQ(GPUManagerStop(), 0);
+  EXPECT_EQ(said(), "");
+}
+
 TEST_F(Player, AnInitialisationThatFailedMayBeAllThatWasRecorded) {
   write("j", R"({"journal":2,"clock":"monotonic"})"
              "\n"
