@@ -62,6 +62,12 @@ TEST(Values, AnEnumerationWithoutAWordPrintsTheNumber) {
   EXPECT_EQ(read(state, "gpu.sum", 0, 0), "2");
 }
 
+TEST(Values, ACounterHasTheDigitsOfItsStart) {
+  BoardState state = makeState(R"({"properties": {"gpu.c": {"counter": 1.50, "perSecond": 2}}})");
+  EXPECT_EQ(read(state, "gpu.c", 0, 0), "1.50");
+  EXPECT_EQ(read(state, "gpu.c", 0, kSecond), "3.50");
+}
+
 TEST(Values, CountersFollowTheClockAndSurviveAWrite) {
   BoardState state = makeState(R"({"properties": {"gpu.c": {"counter": 10, "perSecond": 2.5}}})");
   const PropertyIndex c = *state.properties().find("gpu.c");

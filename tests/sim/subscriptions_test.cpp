@@ -148,6 +148,17 @@ TEST_F(Subscriptions, ADeviceThatIsGoneCallsNothing) {
   EXPECT_EQ(seen(), "1:9#1 ") << "back on the bus";
 }
 
+TEST_F(Subscriptions, AnEventThatChangesAValueCallsAtOnce) {
+  start(R"("callbacks": {"periodMs": 3600000}, "timeline": [
+    {"atMs": 2000, "set": "gpu.power.consumption", "device": "gpu1", "value": 9},
+    {"atMs": 3000, "clear": "gpu.power.consumption", "device": "gpu1"}])");
+  ASSERT_EQ(subscribe(1), 0);
+  wait(1);
+  EXPECT_EQ(seen(), "1:9#1 ");
+  wait(1);
+  EXPECT_EQ(seen(), "1:300#2 ");
+}
+
 TEST_F(Subscriptions, BurstsComeInOrderAndLostOnesLeaveGaps) {
   start(R"("timeline": [
     {"atMs": 2000, "burst": "gpu.power.consumption", "device": "gpu*", "count": 3},
