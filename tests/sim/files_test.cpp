@@ -92,6 +92,9 @@ TEST(Properties, RejectionsNameThePlaceAndTheReason) {
   EXPECT_EQ(propertyRejection(R"({"unit": "W"})"),
             at + "one of value, serial, counter, walk, sum, average, highest, integral, page is "
                  "missing");
+  EXPECT_EQ(
+      propertyRejection(R"({"walk": [1]})"),
+      "p.json:1:35: /properties/gpu.x/walk: expected two numbers, the lowest and the highest");
   EXPECT_EQ(propertyRejection(R"({"value": 1, "counter": 1})"),
             "p.json:1:50: /properties/gpu.x/counter: 'counter' cannot be combined with 'value'");
   EXPECT_EQ(
