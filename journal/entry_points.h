@@ -82,8 +82,8 @@ inline constexpr Kind kKindOf<std::vector<unsigned int>> = Kind::wordsOut;
 template <>
 inline constexpr Kind kKindOf<bool*> = Kind::flagOut;
 
-/// The position of a parameter's name in the table of all names. The recorder has no room for a
-/// pointer to each of a hundred names, and one more to relocate it.
+/// The position of a parameter's name in the table of all names. A hundred pointers to names, each
+/// with a relocation, would not fit into the recorder.
 enum class ParameterName : std::uint8_t {};
 
 struct Parameter {
