@@ -133,14 +133,17 @@ int append(journal::Line& line, Clean clean = {}) {
   return error != 0 ? error : recording->file.addSlot();
 }
 
-/// Registered before everything else that runs when the process exits, and so run after it.
+/// Registered before everything else that runs when the process exits, and so run after it. In a
+/// child of the process, the lock may be held by a thread that is not there.
 [[gnu::cold]] void finish(int status, void* /*unused*/) {
   const ErrnoKept kept;
-  contained([status] {
-    const int error = appendEnd("exit", status & 0xff);
-    if (error == 0) recording->isOn = false;
-    return error;
-  });
+  if (recording->isOn) {
+    contained([status] {
+      const int error = appendEnd("exit", status & 0xff);
+      if (error == 0) recording->isOn = false;
+      return error;
+    });
+  }
   if (recording->error == 0 || !recording->hasStandardError) return;
   char text[512];
   const char* reason = std::strerror(recording->error);

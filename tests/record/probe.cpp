@@ -3,10 +3,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <string_view>
+#include <thread>
 
 #include "devmgr/logger.h"
 #include "devmgr/properties.h"
@@ -40,6 +45,26 @@ int callInChild() {
   return get(3);
 }
 
+/// Children leave the process while another thread calls the library.
+int forkWhileBusy() {
+  constexpr int kChildren = 100;
+  std::atomic<bool> isOver = false;
+  std::thread busy([&] {
+    while (!isOver) get(1);
+  });
+  int left = 0;
+  for (int i = 0; i < kChildren; ++i) {
+    const pid_t child = fork();
+    if (child == 0) std::exit(0);
+    int status = 1;
+    left += waitpid(child, &status, 0) == child && status == 0 ? 1 : 0;
+  }
+  isOver = true;
+  busy.join();
+  std::printf("%d children\n", left);
+  return 0;
+}
+
 int keepErrno() {
   errno = EXDEV;
   get(1);
@@ -60,6 +85,31 @@ int showDescriptors() {
   return 0;
 }
 
+/// Which descriptors another program gets.
+int execute() {
+  get(1);
+  execlp("ls", "ls", "/proc/self/fd", nullptr);
+  return 1;
+}
+
+long countWrites() {
+  std::ifstream file("/proc/self/io");
+  for (std::string name; file >> name;) {
+    long count = 0;
+    if (name == "syscw:" && file >> count) return count;
+  }
+  return -1;
+}
+
+/// The calls of `write` that one call of the library makes.
+int showWrites() {
+  get(1);
+  const long before = countWrites();
+  get(2);
+  std::printf("%ld\n", countWrites() - before);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -69,5 +119,8 @@ int main(int argc, char** argv) {
   if (what == "errno") return keepErrno();
   if (what == "environment") return showEnvironment();
   if (what == "descriptors") return showDescriptors();
+  if (what == "busy fork") return forkWhileBusy();
+  if (what == "exec") return execute();
+  if (what == "writes") return showWrites();
   return 2;
 }

@@ -1,5 +1,7 @@
 """The recorder in surroundings that fail: full disks, closed streams, no memory."""
 
+import fcntl
+import itertools
 import os
 import resource
 import signal
@@ -76,7 +78,12 @@ def test_on_a_full_disk_the_recording_ends_and_the_program_goes_on(recorded):
         subprocess.run(["umount", disk], check=True)
 
 
-STREAMS = ["<&-", ">&-", "2>&-", "<&- >&- 2>&-", ">/dev/full", "2>/dev/full", ">/dev/full 2>&1"]
+CLOSED = [
+    " ".join(some)
+    for count in (1, 2, 3)
+    for some in itertools.combinations(("<&-", ">&-", "2>&-"), count)
+]
+STREAMS = [*CLOSED, ">/dev/full", "2>/dev/full", ">/dev/full 2>&1"]
 
 
 @pytest.mark.parametrize("streams", STREAMS)
@@ -139,6 +146,60 @@ def test_each_allocation_of_the_recorder_may_fail(recorded):
     assert ended > 4
     # An identity that cannot be replaced does not stay.
     assert 0 < emptied < ended
+
+
+def test_a_reader_of_its_message_that_has_left_ends_nothing(recorded):
+    recorded.extra = {"BOARDCTL_RECORD_LIMIT": "20000"}
+    recorded.prepare()
+    read, write = os.pipe()
+    os.close(read)
+    done = subprocess.run(
+        recorded.command(*MANIFEST, "shell"),
+        cwd=recorded.folder, env=recorded.environment(), input=SESSION, text=True,
+        stdout=subprocess.PIPE, stderr=write, timeout=HANG, check=False,
+    )  # fmt: skip
+    os.close(write)
+    assert done.returncode == 0
+    assert recorded.recording.end["end"] == "limit"
+
+
+def test_another_program_gets_no_descriptor(probe):
+    without, with_recorder = probe.both("exec")
+    assert with_recorder == without
+    assert without[0].status == 0 and "2\n" in without[0].stdout
+
+
+def test_a_call_is_one_write(probe):
+    (without, _), (with_recorder, _) = probe.both("writes")
+    assert int(with_recorder.stdout) == int(without.stdout) + 1
+
+
+@pytest.mark.skipif(SANITIZED, reason="the sanitizers stop where a thread holds a lock in a fork")
+def test_a_child_may_leave_while_another_thread_is_recorded(probe):
+    probe.extra = {"BOARDCTL_RECORD_LIMIT": "100000000"}
+    assert probe("busy fork") == ("100 children\n", "", 0)
+
+
+def test_a_link_is_not_followed(recorded):
+    recorded.prepare()
+    target = recorded.recording.path.rename(recorded.folder / "target")
+    recorded.recording.path.symlink_to(target)
+    recorded.prepare = lambda: None
+    run = recorded(*MANIFEST, "list", "gpu")
+    reason = "Too many levels of symbolic links"
+    assert run.stderr == INCOMPLETE.format(recorded.recording.path, reason)
+    assert run.status == 0 and target.read_bytes() == b""
+
+
+def test_a_file_that_is_being_written_is_left_alone(recorded):
+    recorded.prepare()
+    recorded.prepare = lambda: None
+    with recorded.recording.path.open() as other:
+        fcntl.flock(other, fcntl.LOCK_EX)
+        run = recorded(*MANIFEST, "list", "gpu")
+    reason = "Device or resource busy"
+    assert run.stderr == INCOMPLETE.format(recorded.recording.path, reason)
+    assert run.status == 0 and recorded.recording.path.read_bytes() == b""
 
 
 def test_a_second_process_does_not_write_into_the_same_file(recorded):
