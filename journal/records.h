@@ -69,7 +69,7 @@ struct FiredRule {
 
 /// The last line.
 struct End {
-  std::string how;  ///< "exit", "stop" or "limit".
+  std::string how;  ///< "exit", "stop", "limit" or "error".
   std::optional<std::int64_t> status;
   std::int64_t calls = 0;
 };

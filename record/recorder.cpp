@@ -66,7 +66,7 @@ std::int64_t microseconds() {
   recording->error = error;
   recording->file.freeSlot();
   try {
-    appendEnd("limit", {});
+    appendEnd(error == EFBIG ? "limit" : "error", {});
   } catch (const std::bad_alloc&) {
     // Without its last line a recording looks as if the process had been killed.
   }

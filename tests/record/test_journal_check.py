@@ -99,11 +99,18 @@ def test_check_says_how_it_ended(recording, tmp_path):
         ("exit", "whole: the process exited", 0),
         ("stop", "whole: the manager was stopped", 0),
         ("limit", "not whole: it reached its size limit", 1),
+        ("error", "not whole: the recorder failed", 1),
         ("\x1b", "not whole: it ended with '\\x1B'", 1),
     ):
         recording.end(how).write()
         assert ending() == (words, status)
         del recording.lines[-1]
+        # The call at which a recording ends early is counted, but not written.
+        if how in ("limit", "error"):
+            recording.lines.append({"end": how, "calls": recording.calls + 1})
+            recording.write()
+            assert ending() == (words, status)
+            del recording.lines[-1]
     recording.calls += 1
     recording.end().write()
     assert ending() == ("not whole: 3 calls were made, and 2 are here", 1)

@@ -11,6 +11,7 @@ import pytest
 from built_program import SANITIZED, SKIP_WAIT
 from conftest import MANIFEST, RECORDER
 from limits import HANG
+from recordings import journal
 
 SESSION = "".join(f"get gpu {i} some.name\n" for i in range(200)) + "quit\n"
 INCOMPLETE = "boardctl-record: {}: the recording is not complete: {}\n"
@@ -35,6 +36,9 @@ def test_at_the_limit_the_recording_ends_and_the_program_goes_on(recorded):
     recording = check_cut(recorded, with_recorder, without, LIMIT)
     assert recording.path.stat().st_size <= 20000
     assert recording.end["end"] == "limit"
+    said = journal(recorded.folder, "check", "recording")
+    assert said.stdout.startswith("recording: not whole: it reached its size limit\n")
+    assert said.status == 1
 
 
 @pytest.mark.parametrize("ignored", [False, True])
@@ -131,6 +135,8 @@ def test_each_allocation_of_the_recorder_may_fail(recorded):
             # The recorder's own: the program did all that it does.
             assert run == (normal.stdout, incomplete, normal.status), number
             assert recorded.library_calls() == calls, number
+            end = recorded.recording.end if recorded.recording.path.stat().st_size else None
+            assert end is None or end["end"] == "error", number
             ended += 1
         else:
             # The program's own, or the library's, or one that does not count.

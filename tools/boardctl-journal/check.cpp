@@ -29,11 +29,12 @@ std::string ending(const Recording& recording, bool& isWhole) {
     return isWhole ? "whole: the manager was stopped"
                    : "not whole: the process was killed, or the recording goes on";
   }
+  if (recording.end->how == "limit") return "not whole: it reached its size limit";
+  if (recording.end->how == "error") return "not whole: the recorder failed";
   if (recording.end->calls != calls) {
     return "not whole: " + std::to_string(recording.end->calls) + " calls were made, and " +
            std::to_string(calls) + " are here";
   }
-  if (recording.end->how == "limit") return "not whole: it reached its size limit";
   isWhole = recording.end->how == "exit" || recording.end->how == "stop";
   if (!isWhole) return "not whole: it ended with " + inQuotes(recording.end->how);
   if (recording.end->how == "stop") return "whole: the manager was stopped";
