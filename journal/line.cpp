@@ -96,6 +96,14 @@ Line& Line::add(std::string_view key, std::int64_t number) {
   return *this;
 }
 
+Line& Line::addUnsigned(std::string_view key, std::uint64_t number) {
+  addKey(key);
+  if (number >= 10) addNumber(static_cast<std::int64_t>(number / 10));
+  reserve(1);
+  add(static_cast<char>('0' + number % 10));
+  return *this;
+}
+
 Line& Line::add(std::string_view key, std::string_view text) {
   addKey(key);
   addQuoted(text);

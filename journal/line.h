@@ -23,6 +23,7 @@ class Line {
   Line& operator=(Line&&) = default;
 
   Line& add(std::string_view key, std::int64_t number);
+  Line& addUnsigned(std::string_view key, std::uint64_t number);
   Line& add(std::string_view key, std::string_view text);
   Line& add(std::string_view key, std::span<const std::uint32_t> words);
   Line& add(std::string_view key, std::span<const std::string> texts);

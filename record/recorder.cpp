@@ -235,7 +235,7 @@ void update(const std::string& apiName, std::int64_t registration, std::uint16_t
     const std::int64_t after = recording->entered;
     journal::Line line;
     line.add("at", at).add("update", apiName).add("registration", registration);
-    line.add("id", id).add("sequence", static_cast<std::int64_t>(sequence)).add("after", after);
+    line.add("id", id).addUnsigned("sequence", sequence).add("after", after);
     if (recording->returned != after) line.add("during", 1);
     return append(line);
   });

@@ -241,7 +241,7 @@ void Manager::makeCall(const Update& update) {
     journal::Line line;
     line.add("at", update.time).add("update", update.apiName).add("device", nameOf(update.device));
     line.add("value", update.text).add("id", id);
-    line.add("sequence", static_cast<std::int64_t>(update.sequence));
+    line.addUnsigned("sequence", update.sequence);
     journal_.writeUpdate(std::move(line), update.registration);
   }
   bool ended = false;

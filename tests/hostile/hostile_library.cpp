@@ -32,6 +32,7 @@
 ///     asked=FILE         the property names of requests go there, a NUL after each
 ///     words=N            how many words the postbox functions return
 ///     callbacks=N        threads that call the registered callback, from `when` on, until stopped
+///     sequence=N         the number that the callback gets, else 7
 ///     when=TIME          run (from the registration), stop (only during the stop)
 ///     inner=1            a set reads the property first, with the library's own function
 ///     handler=1          a handler for SIGUSR1 that interrupts system calls
@@ -130,7 +131,8 @@ void callBack() {
   data_info::DataInfo update;
   update.propertyName = std::string(100, 'p');
   update.observers.resize(3);
-  registered(7, update, 7);
+  const std::string sequence = setting("sequence");
+  registered(7, update, sequence.empty() ? 7 : std::stoull(sequence));
 }
 
 void startThreads() {

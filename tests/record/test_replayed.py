@@ -56,13 +56,15 @@ def test_large_answers(board):
     assert_same(board, *MANIFEST, "set", "0", "x", "1")
 
 
-def test_callbacks_of_16_threads(board):
-    board.orders = "callbacks=16;when=stop"
+@pytest.mark.parametrize("sequence", [7, 2**63, 2**64 - 1])
+def test_callbacks_of_16_threads(board, sequence):
+    board.orders = f"callbacks=16;when=stop;sequence={sequence}"
     words = [*MANIFEST, "-l", "4", "-L", "log", "set_callback", "0", API]
     assert_same(board, *words)
     logs = [board.folder / "log", board.folder.parent / f"{board.folder.name}.replay/log"]
     recorded, replayed = (log.read_text().count("callbackAPI called") for log in logs)
     assert recorded == replayed >= 16
+    assert board.recording.updates[0]["sequence"] == sequence
 
 
 def test_pseudonyms(board):
