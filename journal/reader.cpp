@@ -135,7 +135,14 @@ void claim(std::vector<bool>& numbers, std::int64_t number, const Parser& parser
 bool Reader::readLine() {
   line_.clear();
   ++number_;
-  const Parser place(file_, number_, line_);
+  try {
+    return takeLine(Parser(file_, number_, line_));
+  } catch (const std::ios_base::failure& error) {
+    Parser(file_, number_, line_).reject(line_.size(), "cannot be read: " + error.code().message());
+  }
+}
+
+bool Reader::takeLine(const Parser& place) {
   std::streambuf& source = *input_.rdbuf();
   constexpr auto kEnd = std::char_traits<char>::eof();
   for (int c = source.sbumpc(); c != '\n'; c = source.sbumpc()) {

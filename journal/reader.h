@@ -12,6 +12,8 @@
 
 namespace journal {
 
+class Parser;
+
 inline constexpr std::size_t kMaxLines = 1'000'000;
 inline constexpr std::size_t kMaxFileSize = std::size_t{1} << 30U;
 inline constexpr std::size_t kMaxNesting = 4;
@@ -46,6 +48,7 @@ class Reader {
 
  private:
   bool readLine();
+  bool takeLine(const Parser& place);
   Record parse();
 
   std::istream& input_;

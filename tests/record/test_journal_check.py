@@ -186,6 +186,14 @@ def test_a_file_that_is_not_there(tmp_path, command):
     assert not list(tmp_path.iterdir())
 
 
+@pytest.mark.parametrize("command", COMMANDS)
+def test_what_cannot_be_read_is_named(tmp_path, command):
+    (tmp_path / "folder").mkdir()
+    run = journal(tmp_path, command, "folder", *COMMANDS[command])
+    reason = "boardctl-journal: folder:1:1: cannot be read: Is a directory\n"
+    assert run == ("", reason, 2)
+
+
 @pytest.mark.skipif(bool(EMULATOR), reason="the emulator needs its standard files")
 def test_output_that_cannot_be_written(recording, tmp_path):
     recording.end().write()

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -336,6 +338,13 @@ TEST_F(Player, AMissingRecordingIsARejectedFile) {
   EXPECT_EQ(replayFile(), sim::kFileRefused);
   EXPECT_TRUE(
       said().ends_with(" /replay/journal: 'j' cannot be opened: No such file or directory\n"));
+}
+
+TEST_F(Player, ARecordingThatCannotBeReadIsARejectedFile) {
+  std::remove(path("j").c_str());
+  ASSERT_EQ(mkdir(path("j").c_str(), 0700), 0);
+  EXPECT_EQ(replayFile(), sim::kFileRefused);
+  EXPECT_EQ(said(), "Ej:1:1: cannot be read: Is a directory\n");
 }
 
 TEST_F(Player, TheRecordingHasNoOtherUse) {
