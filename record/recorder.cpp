@@ -217,7 +217,7 @@ void Call::returned(int code) {
   contained([&] {
     capture_.end(*line_, code, took);
     int error = 0;
-    if (recording->redacts && code == 0 && capture_.readsIdentity()) {
+    if (recording->redacts && capture_.readsIdentity()) {
       error = learn(capture_.text("value"));
     }
     if (error == 0) error = append(*line_, clean_);

@@ -66,6 +66,14 @@ def test_redact_learns_from_updates_of_the_simulated_board(recording, tmp_path):
     assert "VG26041001" not in (tmp_path / "new.jsonl").read_text()
 
 
+def test_redact_learns_from_calls_that_failed(recording, tmp_path):
+    recording.get(0, SERIAL, "VG26041001", code=5).get(0, "gpu.info", "VG26041001").end().write()
+    assert journal(tmp_path, "redact", "calls.jsonl", "new.jsonl").status == 0
+    assert "VG26041001" not in (tmp_path / "new.jsonl").read_text()
+    nothing = "new.jsonl: nothing looks like an identity\n"
+    assert journal(tmp_path, "scan", "new.jsonl") == (nothing, "", 0)
+
+
 def test_redact_overwrites_nothing(recording, tmp_path):
     recording.end().write()
     (tmp_path / "new.jsonl").write_text("mine")

@@ -69,12 +69,14 @@ def test_scan_leaves_out_the_pseudonyms_of_a_redacted_recording(tmp_path):
     recording = Recording(tmp_path, redacted=True).start()
     recording.get(0, "gpu.info", "SN:AA00000001 BB00000001")
     recording.get(0, SERIAL, "AA00000001").get(1, SERIAL, "CC00000001", code=6)
+    value = {"value": "DD00000001", "size": 10}
+    recording.change("DeviceSetData", 0, SERIAL, **value)
     recording.end().write()
     run = journal(tmp_path, "scan", "calls.jsonl")
     found = [re.search(r": '(\w+)' (.*)", line).groups() for line in run.stdout.splitlines()]
     assert found == [
         ("BB00000001", "looks like a serial number"),
-        ("CC00000001", "is the value of a property that holds an identity"),
+        ("DD00000001", "is the value of a property that holds an identity"),
     ]
     assert run.status == 1
 

@@ -211,6 +211,12 @@ def test_identities_are_nowhere_in_the_file(recorded):
             assert value.encode() not in packed, value
 
 
+def test_an_identity_that_comes_with_a_failure_is_replaced_too(recorded):
+    recorded.orders = "code.DeviceGetData=5"
+    recorded(*MANIFEST, "get", "gpu", "0", "x.serialNumber", "0")
+    assert recorded.recording.calls[2]["args"]["value"] not in ("", "value")
+
+
 def test_it_exports_the_functions_of_the_interface_and_nothing_else():
     defined = set()
     for line in readelf("--dyn-syms", RECORDER).splitlines():

@@ -19,9 +19,8 @@ std::optional<std::string> identityIn(const journal::Record& record, const std::
   if (const auto* const call = std::get_if<journal::Call>(&record)) {
     const std::string* const property = textOf(*call, "property");
     const std::string* const value = textOf(*call, "value");
-    const bool isIdentity = call->entry == journal::Entry::getData && call->code == 0 &&
-                            property != nullptr && value != nullptr &&
-                            PropertyCatalogue::isIdentity(*property);
+    const bool isIdentity = call->entry == journal::Entry::getData && property != nullptr &&
+                            value != nullptr && PropertyCatalogue::isIdentity(*property);
     return isIdentity ? std::optional(*value) : std::nullopt;
   }
   const auto* const update = std::get_if<journal::Update>(&record);

@@ -133,7 +133,7 @@ int scanJournal(const std::vector<std::string>& words, std::string& out) {
     if (const auto* const header = std::get_if<journal::Header>(&record))
       redacted = header->redacted;
     const std::string* const identity = redacted ? identityOf(record) : nullptr;
-    if (identity == nullptr || std::get<Call>(record).code != 0) return;
+    if (identity == nullptr || std::get<Call>(record).entry != journal::Entry::getData) return;
     pseudonyms.insert(*identity);
     findForms(*identity, [&](std::string_view word) { pseudonyms.emplace(word); });
   });
