@@ -148,6 +148,8 @@ int main(int argc, char** argv) {
   set(record::kFileVariable, file);
   const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (descriptor < 0) fail(kFailed, argv[first], std::strerror(errno));
+  // Whatever the mask of the process leaves of the mode.
+  fchmod(descriptor, 0600);
   close(descriptor);
   execvp(words[0], words);
   const int error = errno;

@@ -41,6 +41,13 @@ def test_it_records_the_command(command, recorded):
     assert recorded.recording.path.stat().st_mode & 0o7777 == 0o600
 
 
+@pytest.mark.parametrize("mask", [0, 0o777])
+def test_the_file_is_its_owners_alone_whatever_the_mask(command, recorded, mask):
+    words = ("recording", "boardctl", *MANIFEST, "list", "gpu")
+    assert command(*words, preexec_fn=lambda: os.umask(mask))[1:] == ("", 0)
+    assert recorded.recording.path.stat().st_mode & 0o7777 == 0o600
+
+
 def test_the_status_is_that_of_the_command(command, recorded):
     recorded.orders = "names=1;code.DeviceGetData=77"
     words = ("boardctl", *MANIFEST, "get", "gpu", "0", "x", "0")
