@@ -1,10 +1,12 @@
 """What a recording holds, and that the program does the same with the recorder and without it."""
 
+import json
 import os
 import re
 
+import jsonschema
 import pytest
-from built_program import BOARD, EMULATOR, SANITIZED, readelf
+from built_program import BOARD, EMULATOR, ROOT, SANITIZED, readelf
 from conftest import MANIFEST, RECORDER
 
 BYTES = [str(n) for n in range(8)]
@@ -33,6 +35,8 @@ RUNS = {
     ),
     "shell that stops": ((*MANIFEST, "shell"), "get gpu y x\n"),
 }
+SCHEMA = json.loads((ROOT / "schemas/journal.schema.json").read_text())
+VALIDATOR = jsonschema.Draft202012Validator(SCHEMA)
 CODES = [1, 2, 10, 31, 127, 128, 255, 256, 2147483647, -1, -2, -255, -2147483648]
 
 
@@ -48,6 +52,8 @@ def test_the_program_does_the_same(recorded, name, keeps):
     assert [call["call"] for call in recording.calls] == without[1]
     assert [call["n"] for call in recording.calls] == list(range(1, len(without[1]) + 1))
     assert recording.end == {"end": "exit", "status": without[0].status, "calls": len(without[1])}
+    for line in recording.lines:
+        VALIDATOR.validate(line)
     assert recording.slot is None
     assert recording.head["journal"] == 2
     assert recording.head.get("redacted", False) != keeps
@@ -122,6 +128,7 @@ def test_callbacks_of_16_threads(recorded):
     assert len(updates) >= 16
     number = {call["call"]: call["n"] for call in recorded.recording.calls}
     for update in updates:
+        VALIDATOR.validate(update)
         del update["at"]
         assert update == {
             "update": API,
@@ -152,6 +159,7 @@ def test_a_process_that_is_killed_leaves_all_but_the_call_under_way(recorded):
         inputs = dict(whole[number - 1].get("args", {}))
         inputs.pop("value", None)
         assert under_way.get("args", {}) == inputs, number
+        VALIDATOR.validate(under_way)
 
 
 @pytest.mark.skipif(SANITIZED, reason="the sanitizers report what leaves main")
