@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "journal/reader.h"
 #include "record/environment.h"
 
 /// Runs a command with the recorder preloaded.
@@ -102,6 +104,14 @@ void set(const char* name, const std::string& value) {
   if (setenv(name, value.c_str(), 1) != 0) fail(kFailed, name, std::strerror(errno));
 }
 
+/// Whether a recording of that size holds at least its first lines, and is one that readers take.
+bool isLimit(std::string_view bytes) {
+  std::size_t limit = 0;
+  const auto [end, error] = std::from_chars(bytes.data(), bytes.data() + bytes.size(), limit);
+  return error == std::errc() && end == bytes.data() + bytes.size() && limit >= 65536 &&
+         limit <= journal::kMaxFileSize;
+}
+
 /// Reads the options into the environment, and returns the position of FILE.
 int readOptions(int argc, char** argv) {
   int i = 1;
@@ -116,9 +126,8 @@ int readOptions(int argc, char** argv) {
       set(record::kKeepVariable, "1");
     } else if (option == "--limit" && i + 1 < argc) {
       const std::string_view bytes = argv[++i];
-      if (bytes.empty() || bytes.size() > 12 ||
-          bytes.find_first_not_of("0123456789") != std::string_view::npos) {
-        fail(kFailed, argv[i], "--limit takes a number of bytes");
+      if (!isLimit(bytes)) {
+        fail(kFailed, argv[i], "--limit takes a number of bytes from 65536 to 1073741824");
       }
       set(record::kLimitVariable, argv[i]);
     } else {

@@ -11,6 +11,7 @@ from conftest import MANIFEST
 from limits import HANG
 
 COMMAND = pathlib.Path(os.environ["BOARDCTL_RECORD_COMMAND"])
+LIMITS = "--limit takes a number of bytes from 65536 to 1073741824"
 HELP = "usage: boardctl-record [--keep-identities] [--limit BYTES] FILE COMMAND [ARGUMENT...]\n"
 
 
@@ -66,13 +67,20 @@ def test_a_script_that_starts_the_program_is_passed_over(command, recorded):
         assert recorded.recording.end == {"end": "exit", "status": 255, "calls": 0}
 
 
+@pytest.mark.parametrize("limit", ["65536", "1073741824"])
+def test_the_limits_of_the_limit(command, recorded, limit):
+    words = ("--limit", limit, "recording", "boardctl", *MANIFEST, "list", "gpu")
+    assert command(*words)[1:] == ("", 0)
+    assert recorded.recording.end["end"] == "exit"
+
+
 def test_the_limit_is_handed_on(command, recorded):
-    words = ("--limit", "6000", "recording", "boardctl", *MANIFEST, "shell")
+    words = ("--limit", "65536", "recording", "boardctl", *MANIFEST, "shell")
     assert (
         "the limit of its size is reached"
-        in command(*words, input="get gpu 0 x\n" * 99 + "quit\n")[1]
+        in command(*words, input="get gpu 0 x\n" * 999 + "quit\n")[1]
     )
-    assert recorded.recording.path.stat().st_size <= 6000
+    assert recorded.recording.path.stat().st_size <= 65536
 
 
 @pytest.mark.parametrize(
@@ -84,7 +92,12 @@ def test_the_limit_is_handed_on(command, recorded):
         (("new", "./there"), 126, "./there: Permission denied"),
         (("new", "./static"), 126, "./static: cannot be recorded: it is linked statically"),
         (("--odd", "new", "boardctl"), 125, "--odd: unknown option; see boardctl-record --help"),
-        (("--limit", "1k", "new", "boardctl"), 125, "1k: --limit takes a number of bytes"),
+        (("--limit", "1k", "new", "boardctl"), 125, f"1k: {LIMITS}"),
+        (("--limit", "", "new", "boardctl"), 125, f": {LIMITS}"),
+        (("--limit", "-1", "new", "boardctl"), 125, f"-1: {LIMITS}"),
+        (("--limit", "65535", "new", "boardctl"), 125, f"65535: {LIMITS}"),
+        (("--limit", "1073741825", "new", "boardctl"), 125, f"1073741825: {LIMITS}"),
+        (("--limit", f"{2**64}", "new", "boardctl"), 125, f"{2**64}: {LIMITS}"),
     ],
 )
 def test_what_cannot_be_recorded_is_refused_in_one_line(command, recorded, words, status, message):
@@ -101,7 +114,7 @@ def test_what_cannot_be_recorded_is_refused_in_one_line(command, recorded, words
 def test_help_and_a_missing_command(command):
     out, err, status = command("--help")
     assert (out.startswith(HELP), err, status) == (True, "", 0)
-    for words in (), ("recording",), ("--limit", "1"):
+    for words in (), ("recording",), ("--limit", "65536"):
         out, err, status = command(*words)
         assert (out, status) == ("", 125), words
         assert "usage" in err or "unknown option" in err, words
