@@ -33,8 +33,8 @@ ValueModel constantOf(const Call& call) {
   if (call.unterminated) return {"", false, "the text has no NUL"};
   if (text.size() >= kPropertyValueSize) return {"", false, "the text is too long"};
   if (!printable) return {"", false, "the text holds a control character"};
-  const std::string json = jsonText(text);
-  return {json, false, json.empty() ? "the text is not UTF-8" : ""};
+  const std::string quoted = jsonText(text);
+  return {quoted, false, quoted.empty() ? "the text is not UTF-8" : ""};
 }
 
 /// A counter that begins with the last of the numbers and goes on at their pace.
