@@ -127,7 +127,10 @@ FORMS = [
     (r"scripts/(.+)", lambda _, words: script(*words.split())),
     (r"cmake --preset (\S+)", lambda _, name: preset("configurePresets", name)),
     (r"cmake --build --preset (\S+)", lambda _, name: preset("buildPresets", name)),
-    (r'ctest --preset (\S+) -j"\$\(nproc\)"', lambda _, name: preset("testPresets", name)),
+    (
+        r'ctest --preset (\S+) -j"\$\(\(3 \* \$\(nproc\)\)\)"',
+        lambda _, name: preset("testPresets", name),
+    ),
     (r"build/dev/(\S+)", lambda _, program: os.stat(BUILD / program)),
     (r"sudo apt install (.+)", lambda _, words: deb(*words.split())),
     (r"sudo apt remove (.+)", lambda _, words: installed(*words.split())),
