@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -127,19 +128,21 @@ UpdateCallback registered;
 std::vector<std::thread> threads;
 std::atomic<bool> stopping = false;
 
-void callBack() {
+void callBack(std::uint64_t sequence) {
   data_info::DataInfo update;
   update.propertyName = std::string(100, 'p');
   update.observers.resize(3);
-  const std::string sequence = setting("sequence");
-  registered(7, update, sequence.empty() ? 7 : std::stoull(sequence));
+  registered(7, update, sequence);
 }
 
 void startThreads() {
+  // The threads may outlive the settings.
+  const std::string text = setting("sequence");
+  const std::uint64_t sequence = text.empty() ? 7 : std::stoull(text);
   for (int i = 0; i < number("callbacks"); ++i) {
-    threads.emplace_back([] {
+    threads.emplace_back([sequence] {
       do {
-        callBack();
+        callBack(sequence);
       } while (!stopping);
     });
   }
