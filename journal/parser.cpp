@@ -101,8 +101,7 @@ std::size_t Parser::afterItems(std::size_t place, std::size_t depth, Object* obj
   object->place = place;
   place = afterBlanks(place + 1);
   if (at(place) == last) return place + 1;
-  for (std::size_t count = 1;; ++count) {
-    if (count > kMaxItems) reject(place, "a list of more than " + std::to_string(kMaxItems));
+  while (true) {
     if (named) {
       if (at(place) != '"') reject(place, "a name is missing");
       const std::size_t end = afterText(place);

@@ -17,8 +17,7 @@ class Parser;
 inline constexpr std::size_t kMaxLines = 1'000'000;
 inline constexpr std::size_t kMaxFileSize = std::size_t{1} << 30U;
 inline constexpr std::size_t kMaxNesting = 4;
-inline constexpr std::size_t kMaxItems = std::size_t{1} << 20U;  ///< Of one list.
-inline constexpr std::size_t kMaxMembers = 64;                   ///< Of one object.
+inline constexpr std::size_t kMaxMembers = 64;  ///< Of one object.
 
 /// Why a journal was rejected: one complete line, "FILE:LINE:COLUMN: what", without a newline.
 class Error : public std::runtime_error {

@@ -14,7 +14,6 @@
 #include <string_view>
 #include <vector>
 
-#include "journal/reader.h"
 #include "record/environment.h"
 
 /// Runs a command with the recorder preloaded.
@@ -104,12 +103,12 @@ void set(const char* name, const std::string& value) {
   if (setenv(name, value.c_str(), 1) != 0) fail(kFailed, name, std::strerror(errno));
 }
 
-/// Whether a recording of that size holds at least its first lines, and is one that readers take.
+/// Whether a recording of that size holds at least its first lines, and fewer than a reader takes.
 bool isLimit(std::string_view bytes) {
   std::size_t limit = 0;
   const auto [end, error] = std::from_chars(bytes.data(), bytes.data() + bytes.size(), limit);
   return error == std::errc() && end == bytes.data() + bytes.size() && limit >= 65536 &&
-         limit <= journal::kMaxFileSize;
+         limit <= 67108864;
 }
 
 /// Reads the options into the environment, and returns the position of FILE.
@@ -127,7 +126,7 @@ int readOptions(int argc, char** argv) {
     } else if (option == "--limit" && i + 1 < argc) {
       const std::string_view bytes = argv[++i];
       if (!isLimit(bytes)) {
-        fail(kFailed, argv[i], "--limit takes a number of bytes from 65536 to 1073741824");
+        fail(kFailed, argv[i], "--limit takes a number of bytes from 65536 to 67108864");
       }
       set(record::kLimitVariable, argv[i]);
     } else {
