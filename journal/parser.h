@@ -46,6 +46,8 @@ class Parser {
   [[nodiscard]] bool truthAt(std::size_t place) const;
   [[nodiscard]] std::vector<std::uint32_t> wordsAt(std::size_t place) const;
   [[nodiscard]] std::vector<std::string> textsAt(std::size_t place) const;
+  /// The places of the items of a list.
+  [[nodiscard]] std::vector<std::size_t> itemsAt(std::size_t place) const;
 
   /// The character that a value begins with.
   [[nodiscard]] char firstAt(std::size_t place) const { return line_[place]; }
@@ -67,8 +69,6 @@ class Parser {
   /// As above, for the members or items between the brackets.
   std::size_t afterItems(std::size_t place, std::size_t depth, Object* object) const;
   void note(Object& object, std::string_view name, std::size_t place) const;
-  /// The places of the items of a list.
-  [[nodiscard]] std::vector<std::size_t> itemsAt(std::size_t place) const;
 
   std::string_view file_;
   std::size_t number_;

@@ -208,8 +208,8 @@ def test_board_says_what_it_leaves_out(recording, tmp_path):
     assert lines[3:] == [
         f"calls.jsonl:{line}: left out: {what}"
         for line, what in (
-            (4, "gpu0 gpu.text: the text holds a control character"),
-            (5, "gpu0 gpu.bytes: the text is not UTF-8"),
+            (4, "gpu0 gpu.text: the text is not printable UTF-8"),
+            (5, "gpu0 gpu.bytes: the text is not printable UTF-8"),
             (6, "DeviceGetData device 300 property 'gpu.a' mode 0: "
                 "no file can say how it is answered"),
             (7, get + "'nothing.known' mode 0: no file can say how it is answered"),

@@ -1,9 +1,10 @@
 #include <algorithm>
 #include <functional>
-#include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
 #include "catalogue/identities.h"
+#include "journal/parser.h"
 #include "tools/boardctl-journal/commands.h"
 #include "tools/boardctl-journal/files.h"
 #include "tools/boardctl-journal/text.h"
@@ -11,8 +12,10 @@
 namespace {
 
 using journal::Call;
-using nlohmann::json;
 using Take = std::function<void(std::string_view)>;
+
+/// Members of a line.
+constexpr std::string_view kNeverIdentities[] = {"call", "clock", "end", "library", "tool"};
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
@@ -89,19 +92,29 @@ void findForms(std::string_view text, const Take& take) {
   }
 }
 
-/// Takes the texts of a line and, as bytes, its lists of words.
-void findTexts(const json& node, const Take& take) {
-  if (node.is_string()) {
-    take(node.get_ref<const std::string&>());
-  } else if (node.is_array() && std::ranges::all_of(node, &json::is_number_unsigned)) {
+/// A list of words as bytes; nothing if it holds anything else.
+std::optional<std::string> bytesAt(const journal::Parser& line, std::size_t place) {
+  try {
     std::string bytes;
-    for (const json& word : node) {
-      const auto number = word.get<std::uint32_t>();
-      for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(number >> shift);
+    for (const std::uint32_t word : line.wordsAt(place)) {
+      for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift);
     }
-    take(bytes);
-  } else if (node.is_structured()) {
-    for (const json& member : node) findTexts(member, take);
+    return bytes;
+  } catch (const journal::Error&) {
+    return {};
+  }
+}
+
+/// Takes the texts of a value in a line and, as bytes, its lists of words.
+void findTexts(const journal::Parser& line, std::size_t place, const Take& take) {
+  const char first = line.firstAt(place);
+  if (first == '"') {
+    take(line.textAt(place));
+  } else if (first == '{') {
+    for (const auto& member : line.objectAt(place).members) findTexts(line, member.place, take);
+  } else if (first == '[') {
+    if (const auto bytes = bytesAt(line, place)) return take(*bytes);
+    for (const std::size_t item : line.itemsAt(place)) findTexts(line, item, take);
   }
 }
 
@@ -147,18 +160,17 @@ int scanJournal(const std::vector<std::string>& words, std::string& out) {
     };
     const std::string* const identity = identityOf(record);
     if (identity != nullptr) report(*identity, "is the value of a property that holds an identity");
-    json line = json::parse(reader.line(), nullptr, false);
-    if (line.is_discarded()) {
-      report(reader.line(), "cannot be searched");
-      return;
-    }
-    for (const char* const key : {"call", "clock", "end", "library", "tool"}) line.erase(key);
-    findTexts(line, [&](std::string_view text) {
+    const auto findAll = [&](std::string_view text) {
       if (identity != nullptr && text == *identity) return;
       findForms(text, [&](std::string_view word) {
         report(word, "looks like " + std::string(formOf(word)));
       });
-    });
+    };
+    const journal::Parser line(words[0], reader.lineNumber(), reader.line());
+    for (const auto& member : line.whole().members) {
+      if (std::ranges::count(kNeverIdentities, member.name) == 0)
+        findTexts(line, member.place, findAll);
+    }
   });
   if (cutAt) {
     out +=

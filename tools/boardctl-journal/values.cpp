@@ -1,11 +1,11 @@
 #include "tools/boardctl-journal/values.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "devmgr/properties.h"
 #include "sim/base/decimal.h"
+#include "sim/base/text.h"
 #include "tools/boardctl-journal/text.h"
 
 namespace {
@@ -28,13 +28,10 @@ std::optional<Decimal> numberIn(const std::string& text) {
 ValueModel constantOf(const Call& call) {
   const std::string& text = *textOf(call, "value");
   if (numberIn(text)) return {text, true, ""};
-  const bool printable =
-      std::ranges::all_of(text, [](char c) { return (c & 0xe0) != 0 && c != 0x7f; });
   if (call.unterminated) return {"", false, "the text has no NUL"};
   if (text.size() >= kPropertyValueSize) return {"", false, "the text is too long"};
-  if (!printable) return {"", false, "the text holds a control character"};
-  const std::string quoted = jsonText(text);
-  return {quoted, false, quoted.empty() ? "the text is not UTF-8" : ""};
+  if (!sim::isPrintable(text)) return {"", false, "the text is not printable UTF-8"};
+  return {jsonText(text), false, ""};
 }
 
 /// A counter that begins with the last of the numbers and goes on at their pace.
@@ -66,11 +63,12 @@ std::optional<ValueModel> counterOf(const std::vector<const Call*>& reads) {
 }  // namespace
 
 std::string jsonText(std::string_view text) {
-  try {
-    return nlohmann::json(text).dump();
-  } catch (const nlohmann::json::type_error&) {
-    return "";
+  std::string json = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') json += '\\';
+    json += c;
   }
+  return json + '"';
 }
 
 ValueModel modelOf(const std::vector<const Call*>& reads, bool mayCount) {

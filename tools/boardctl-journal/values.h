@@ -13,7 +13,7 @@ struct ValueModel {
   std::string why;  ///< The board cannot have it.
 };
 
-/// A text in JSON; empty when it is not UTF-8.
+/// A text in JSON. It must be UTF-8 without control characters.
 std::string jsonText(std::string_view text);
 
 /// What a property has been read as, in the order of the reads; the last one counts. Numbers that
