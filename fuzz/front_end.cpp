@@ -18,12 +18,12 @@ struct Registry {
 };
 
 std::vector<std::string>* ran = nullptr;  ///< what the handlers say
-std::size_t failing = 0;                  ///< the handler with this place returns its place
+std::size_t failingPlace = 0;             ///< the handler with this place returns its place
 
 boardctl::CommandHandler handler(std::size_t place) {
   return [place](std::vector<std::string> words) {
     ran->push_back(std::to_string(place) + ":" + fuzz::joined(words));
-    return place == failing ? static_cast<std::int32_t>(place) : 0;
+    return place == failingPlace ? static_cast<std::int32_t>(place) : 0;
   };
 }
 
@@ -54,11 +54,11 @@ Registry ownRegistry(fuzz::Input& input) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz_front_end(const std::uint8_t* data, std::size_t size) {
   static const Registry tool = toolRegistry();
   fuzz::Input input(data, size);
   const unsigned mode = input.byte();
-  failing = mode / 2 % 16;
+  failingPlace = mode / 2 % 16;
   const Registry own = mode % 2 == 0 ? Registry() : ownRegistry(input);
   const Registry& registry = mode % 2 == 0 ? tool : own;
   std::vector<std::string> words;
@@ -71,7 +71,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (const auto& [place, taken] : expected.chosen) {
     calls.push_back(std::to_string(place) + ":" + fuzz::joined(taken));
     last = place;
-    if (place == failing && failing != 0) {
+    if (place == failingPlace && failingPlace != 0) {
       status = static_cast<int>(place);
       break;
     }
@@ -105,5 +105,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::expectEqual("message", expected.error.c_str(), error);
   fuzz::expectEqual("calls", fuzz::joined(calls), fuzz::joined(found));
   fuzz::expectEqual("status", std::to_string(status), std::to_string(result));
-  return 0;
 }

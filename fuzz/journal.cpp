@@ -101,12 +101,11 @@ void writeNames(fuzz::Input& input) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz_journal(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   readFile(input.rest());
   readFile(std::string(kHeader) + input.rest());
   writeText(input);
   writeWords(input);
   writeNames(input);
-  return 0;
 }

@@ -8,7 +8,7 @@
 #include "tools/devmgr-check/elf_file.h"
 
 /// A device library's file, whole, truncated or damaged, as `devmgr-check` reads it.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz_library(const std::uint8_t* data, std::size_t size) {
   static const int file = memfd_create("library", MFD_CLOEXEC);
   if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
     std::abort();
@@ -20,5 +20,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (const auto* const symbol = library.find("logger"); symbol != nullptr) kindOf(*symbol);
   } catch (const std::runtime_error&) {
   }
-  return 0;
 }

@@ -33,7 +33,7 @@ reference::Answers drawAnswers(fuzz::Input& input) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz_shell(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   const reference::Answers answers = drawAnswers(input);
   std::string session = input.rest() + "\nquit\n";
@@ -75,5 +75,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   stdin = before;
   fuzz::expectEqual("end", expected.raised ? "raised" : "", raised ? "raised" : "");
   fuzz::expectEqual("calls", fuzz::joined(expected.calls), fuzz::joined(library().calls));
-  return 0;
 }

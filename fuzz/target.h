@@ -7,9 +7,22 @@
 #include <string_view>
 #include <vector>
 
-/// What the fuzz targets share.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+/// A fuzz target tries one input, and ends the process when it finds a fault.
+using FuzzTarget = void(const std::uint8_t* data, std::size_t size);
 
+/// The targets, each in a file of its name.
+FuzzTarget fuzz_front_end;
+FuzzTarget fuzz_journal;
+FuzzTarget fuzz_library;
+FuzzTarget fuzz_log;
+FuzzTarget fuzz_manifest;
+FuzzTarget fuzz_numbers;
+FuzzTarget fuzz_profile;
+FuzzTarget fuzz_properties;
+FuzzTarget fuzz_shell;
+FuzzTarget fuzz_usage;
+
+/// What they share.
 namespace fuzz {
 
 /// Ends the process with both texts when they differ.

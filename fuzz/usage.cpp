@@ -4,7 +4,7 @@
 #include "fuzz/target.h"
 
 /// The usage table of any registry at any width.
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz_usage(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   const unsigned indent = input.byte();
   const unsigned width = input.byte();
@@ -27,5 +27,4 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   fuzz::expectEqual("table", reference::usageTable(entries, indent, width),
                     boardctl::formatOptionTable(specs, indent, width));
-  return 0;
 }
