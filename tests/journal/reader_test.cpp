@@ -251,9 +251,8 @@ TEST(Reader, KeepsItsLimits) {
             "f:2:32: nested too deeply");
 
   std::string lines = kFirstLine;
-  for (std::size_t i = 1; i < journal::kMaxLines; ++i) lines += "{\"rule\":0,\"fired\":0}\n";
-  EXPECT_EQ(rejection(lines), "accepted");
-  EXPECT_EQ(rejection(lines + "{\"rule\":0,\"fired\":0}\n"), "f:1000001:1: too many lines");
+  for (std::size_t i = 0; i < journal::kMaxLines; ++i) lines += "{\"rule\":0,\"fired\":0}\n";
+  EXPECT_EQ(rejection(lines), "f:1000001:1: too many lines");
 }
 
 }  // namespace

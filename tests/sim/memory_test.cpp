@@ -10,9 +10,9 @@ namespace sim {
 namespace {
 
 constexpr std::size_t kBytesPerByte = 100;
-constexpr std::size_t kFile = 1U << 20U;
+constexpr std::size_t kFile = 1U << 19U;
 
-/// As many of the parts as a file of a mebibyte holds, each with its number in place of '#'.
+/// As many of the parts as a file of that size holds, each with its number in place of '#'.
 std::string filled(const std::string& begin, const std::string& part, const std::string& end,
                    std::size_t size = kFile) {
   std::string text = begin;
