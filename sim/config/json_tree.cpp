@@ -76,8 +76,12 @@ std::string faultOf(std::string_view text, std::size_t size, bool atEnd) {
   if (text.front() != '"') return "unexpected " + inQuotes(firstWord(text));
   if (atEnd) return "a string without its closing quotation mark";
   const std::string_view string = text.substr(0, size);
-  return nlohmann::json::accept(string) ? "unexpected " + inQuotes(string)
-                                        : "a string with an invalid character or escape";
+  // Read as the file was, so that there is one parser.
+  Reader begin{string.data(), true};
+  Reader end{string.data() + string.size(), true};
+  return nlohmann::json::accept(SharedIterator(&begin), SharedIterator(&end))
+             ? "unexpected " + inQuotes(string)
+             : "a string with an invalid character or escape";
 }
 
 /// Builds the tree of nodes from the parser's events.
