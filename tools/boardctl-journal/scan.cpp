@@ -14,7 +14,7 @@ namespace {
 using journal::Call;
 using Take = std::function<void(std::string_view)>;
 
-/// Members of a line.
+/// Members of a line whose values say nothing of the board.
 constexpr std::string_view kNeverIdentities[] = {"call", "clock", "end", "library", "tool"};
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
